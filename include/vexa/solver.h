@@ -1,0 +1,60 @@
+/* Solver drivers and their result record. */
+#ifndef VEXA_SOLVER_H
+#define VEXA_SOLVER_H
+
+#include "vexa/common.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The coefficient variant word of the modules that suit this expression;
+ * always "cppint" in this build. Static string. */
+VEXA_API const char *vexa_expr_solver_type(const ExprImpl *expr);
+
+/* ---- heuristic solver (NimbaSolver) ---- */
+/* Takes a new reference on the model; caller owns the wrapper. */
+VEXA_API vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *m);
+VEXA_API void vexa_nimba_solver_wrapper_destroy(vexa_nimba_solver_wrapper *w);
+/* New result, caller owns it (release: vexa_nimba_solver_result_destroy).
+ * hint is passed to the module unread; NULL for none. */
+VEXA_API nimba_solver_result *vexa_nimba_solver_wrapper_search(vexa_nimba_solver_wrapper *w,
+                                                               const vexa_param *params, void *hint);
+/* Integer models only. hint_ints points at hint_int_count library coefficients. */
+VEXA_API nimba_solver_result *vexa_nimba_solver_wrapper_search_int(
+    vexa_nimba_solver_wrapper *w, const vexa_param *params, const uint64_t *hint_bits,
+    const void *hint_ints, uint64_t hint_int_count);
+
+/* ---- exhaustive solver (ExhaustiveSolver) ---- */
+VEXA_API vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m);
+VEXA_API void vexa_exhaustive_wrapper_destroy(vexa_exhaustive_wrapper *w);
+VEXA_API nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wrapper *w,
+                                                             const vexa_param *params);
+
+/* ---- results ---- */
+VEXA_API void vexa_nimba_solver_result_energy(const nimba_solver_result *r, vexa_bigint *out);
+VEXA_API double vexa_nimba_solver_result_tts(const nimba_solver_result *r);
+VEXA_API const uint64_t *vexa_nimba_solver_result_bits(const nimba_solver_result *r);
+VEXA_API uint64_t vexa_nimba_solver_result_topk_count(const nimba_solver_result *r);
+VEXA_API void vexa_nimba_solver_result_topk_energy(const nimba_solver_result *r, uint64_t i,
+                                                   vexa_bigint *out);
+VEXA_API double vexa_nimba_solver_result_topk_tts(const nimba_solver_result *r, uint64_t i);
+VEXA_API const uint64_t *vexa_nimba_solver_result_topk_bits(const nimba_solver_result *r, uint64_t i);
+/* out takes over the bit words; the result is left with none. */
+VEXA_API void vexa_nimba_solver_result_steal_bits(nimba_solver_result *r, vexa_word_vector *out);
+VEXA_API void vexa_nimba_solver_result_steal_topk_bits(nimba_solver_result *r, uint64_t i,
+                                                       vexa_word_vector *out);
+VEXA_API uint64_t vexa_nimba_solver_result_info_count(const nimba_solver_result *r);
+/* Strings owned by the result. */
+VEXA_API const char *vexa_nimba_solver_result_info_key(const nimba_solver_result *r, uint64_t i);
+VEXA_API const char *vexa_nimba_solver_result_info_value(const nimba_solver_result *r, uint64_t i);
+/* New Sol (caller owns it) sharing model m; the bits are moved out of r. */
+VEXA_API Sol *vexa_nimba_solver_result_to_sol(nimba_solver_result *r, Model *m);
+VEXA_API Sol *vexa_nimba_solver_result_topk_to_sol(nimba_solver_result *r, uint64_t i, Model *m);
+VEXA_API void vexa_nimba_solver_result_destroy(nimba_solver_result *r);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,14 @@
+// Fatal failure: the library's only error path for detected misuse.
+#pragma once
+
+#include <string_view>
+
+namespace vexa {
+
+// Writes "vexa: " + message + newline to stderr, then aborts.
+[[noreturn]] void fatal(std::string_view message);
+
+// The same without the final newline, for the one message that ends its own line.
+[[noreturn]] void fatal_no_newline(std::string_view message);
+
+}  // namespace vexa
