@@ -1,4 +1,11 @@
 list(APPEND VEXA_SOURCES
   expr/term_api.cpp
+  expr/expr.cpp
+  expr/expr_api.cpp
+  expr/product.cpp
+  expr/merge.cpp
+  expr/simplify.cpp
+  expr/spin.cpp
+  expr/eval.cpp
   expr/text.cpp
 )
