@@ -7,6 +7,7 @@
 
 #include "constraint/attr.hpp"
 #include "core/bigint.hpp"
+#include "core/block_alloc.hpp"
 #include "core/parallel.hpp"
 
 using vexa::coeff_t;
@@ -16,9 +17,7 @@ namespace {
 TermImpl *allocate_terms(uint64_t count) {
     if (count == 0) return nullptr;
     if (count > SIZE_MAX / sizeof(TermImpl)) throw std::bad_alloc();
-    auto *block = static_cast<TermImpl *>(std::malloc(count * sizeof(TermImpl)));
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
+    return static_cast<TermImpl *>(vexa::allocate_block(count * sizeof(TermImpl)));
 }
 
 void destroy_terms(TermImpl *block, uint64_t count) {
@@ -113,6 +112,13 @@ void ExprImpl::add_term(TermImpl &&t) {
 }
 
 void ExprImpl::add_term(const TermImpl &t) { add_term(TermImpl(t)); }
+
+void ExprImpl::adopt_tail(vexa::TermBuffer &&buffer) {
+    release_tail();
+    capacity = buffer.capacity;
+    size = buffer.size;
+    data = buffer.release();
+}
 
 void ExprImpl::init_positions(uint64_t total) {
     release_tail();

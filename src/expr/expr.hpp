@@ -5,6 +5,7 @@
 
 #include "core/coeff.hpp"
 #include "expr/term.hpp"
+#include "expr/term_buffer.hpp"
 #include "vexa/common.h"
 
 namespace vexa {
@@ -71,6 +72,8 @@ struct ExprImpl {
     // whose terms are written by position (position 0 is the head).
     void init_positions(uint64_t total);
     TermImpl &position(uint64_t p) { return p == 0 ? head : data[p - 1]; }
+    // Takes over a buffer's block as the tail (the old tail is released).
+    void adopt_tail(vexa::TermBuffer &&buffer);
 
     // Copy of the value alone, with a plain attr word and no table access.
     static ExprImpl plain_copy(const ExprImpl &other);

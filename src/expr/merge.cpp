@@ -25,7 +25,7 @@ struct ChunkOut {
 // the front of the range. A zero coefficient is skipped; a running sum that
 // reaches zero drops the term, and a later term of the same monomial starts
 // it again in the same place.
-void compact_chunk(std::vector<TermImpl> &terms, uint64_t begin, uint64_t end, ChunkOut &out) {
+void compact_chunk(TermBuffer &terms, uint64_t begin, uint64_t end, ChunkOut &out) {
     uint64_t w = begin;
     for (uint64_t i = begin; i < end; ++i) {
         TermImpl &t = terms[i];
@@ -48,13 +48,16 @@ void compact_chunk(std::vector<TermImpl> &terms, uint64_t begin, uint64_t end, C
 
 }  // namespace
 
-ExprImpl merge_terms(std::vector<TermImpl> &terms, coeff_t constant) {
-    if (terms.empty()) return ExprImpl(std::move(constant));
+ExprImpl merge_terms(TermBuffer &terms, coeff_t constant) {
+    if (terms.empty()) {
+        terms.clear();
+        return ExprImpl(std::move(constant));
+    }
 
-    boost::sort::blk_detail::block_indirect_sort<768, 64, std::vector<TermImpl>::iterator, TermLess>(
-        terms.begin(), terms.end(), TermLess{}, hardware_threads());
+    boost::sort::blk_detail::block_indirect_sort<768, 64, TermImpl *, TermLess>(terms.begin(), terms.end(),
+                                                                                 TermLess{}, hardware_threads());
 
-    const uint64_t n = terms.size();
+    const uint64_t n = terms.size;
     uint32_t threads = parallel_threads(n);
     if (threads < 2 || n < kParallelMin) threads = 1;
     const uint64_t chunk_size = (n + threads - 1) / threads;
@@ -88,26 +91,31 @@ ExprImpl merge_terms(std::vector<TermImpl> &terms, coeff_t constant) {
         }
     }
 
-    std::vector<uint64_t> offset(threads + 1, 0);
-    for (uint32_t c = 0; c < threads; ++c) {
-        offset[c + 1] = offset[c] + chunks[c].len;
-        constant += chunks[c].constant;
+    uint64_t total = 0;
+    for (const ChunkOut &chunk : chunks) {
+        total += chunk.len;
+        constant += chunk.constant;
     }
-    const uint64_t total = offset[threads];
 
+    // Gather: term p of the result goes to the head (p = 0) or to slot p - 1
+    // of the same block. Every term moves left or stays, so one pass in
+    // increasing order needs no second buffer.
     ExprImpl result(std::move(constant));
-    result.init_positions(total);
-    auto gather = [&](uint64_t c) {
+    uint64_t p = 0;
+    for (uint32_t c = 0; c < threads; ++c) {
         const ChunkOut &chunk = chunks[c];
-        for (uint64_t j = 0; j < chunk.len; ++j) {
-            result.position(offset[c] + j) = std::move(terms[chunk.start + j]);
+        for (uint64_t j = 0; j < chunk.len; ++j, ++p) {
+            TermImpl &src = terms[chunk.start + j];
+            if (p == 0) {
+                result.head = std::move(src);
+            } else {
+                terms[p - 1] = std::move(src);
+            }
         }
-    };
-    if (total < kParallelMin) {
-        for (uint32_t c = 0; c < threads; ++c) gather(c);
-    } else {
-        par_items(threads, parallel_threads(total), gather);
     }
+    terms.truncate(total == 0 ? 0 : total - 1);
+    terms.release_unused_pages();
+    result.adopt_tail(std::move(terms));
     return result;
 }
 

@@ -79,31 +79,46 @@ void rewrite_binary(TermImpl &t, RewriteBlock &block) {
     t.vars.sort();
 }
 
-std::vector<TermImpl> copy_terms(const ExprImpl &e, bool sort_slots) {
-    std::vector<TermImpl> terms(e.term_count());
-    par_for(terms.size(), [&](uint64_t i) {
-        terms[i] = e.term(i);
-        if (sort_slots) terms[i].vars.sort();
-    });
+// A buffer of n terms built by make(i, slot) in place: in parallel from
+// 10,000 terms on, serially (and exception-safe) below.
+template <class Make>
+TermBuffer build_terms(uint64_t n, Make &&make) {
+    TermBuffer terms(n);
+    if (n < kParallelMin) {
+        for (uint64_t i = 0; i < n; ++i) {
+            make(i, &terms.data[i]);
+            ++terms.size;
+        }
+    } else {
+        par_for(n, [&](uint64_t i) { make(i, &terms.data[i]); });
+        terms.size = n;
+    }
     return terms;
+}
+
+TermBuffer copy_terms(const ExprImpl &e, bool sort_slots) {
+    return build_terms(e.term_count(), [&](uint64_t i, TermImpl *slot) {
+        TermImpl *t = new (slot) TermImpl(e.term(i));
+        if (sort_slots) t->vars.sort();
+    });
 }
 
 }  // namespace
 
 ExprImpl expr_simplify(const ExprImpl &e) {
-    std::vector<TermImpl> terms = copy_terms(e, true);
+    TermBuffer terms = copy_terms(e, true);
     return merge_terms(terms, e.constant);
 }
 
 ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
-    std::vector<TermImpl> terms = copy_terms(e, false);
-    const uint64_t n = terms.size();
+    TermBuffer terms = copy_terms(e, false);
+    const uint64_t n = terms.size;
     const uint32_t hw = hardware_threads();
     const uint32_t threads = (hw < 2 || n < kParallelMin) ? 1 : hw;
 
     std::vector<RewriteBlock> blocks(threads);
     if (threads == 1) {
-        for (TermImpl &t : terms) rewrite_binary(t, blocks[0]);
+        for (uint64_t i = 0; i < n; ++i) rewrite_binary(terms[i], blocks[0]);
     } else {
         run_on_fresh_threads(threads, n, [&](uint32_t t, uint64_t, uint64_t begin, uint64_t end) {
             for (uint64_t i = begin; i < end; ++i) rewrite_binary(terms[i], blocks[t]);
@@ -125,6 +140,7 @@ ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
         }
         boost::sort::blk_detail::block_indirect_sort<768, 64, std::vector<ExtraTerm1>::iterator, ExtraLess>(
             extras.begin(), extras.end(), ExtraLess{}, hw);
+        std::vector<TermImpl> linear;
         for (uint64_t i = 0; i < extras.size();) {
             coeff_t sum = 0;
             const uint32_t var = extras[i].var;
@@ -132,18 +148,19 @@ ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
             if (!sum.is_zero()) {
                 TermImpl t{std::move(sum), {}};
                 t.vars.append(var);
-                terms.push_back(std::move(t));
+                linear.push_back(std::move(t));
             }
         }
+        terms.grow_to(terms.size + linear.size());
+        for (TermImpl &t : linear) terms.push_back(std::move(t));
     }
     return merge_terms(terms, std::move(constant));
 }
 
 ExprImpl expr_simplify_as_spin(const ExprImpl &e) {
-    std::vector<TermImpl> terms(e.term_count());
-    par_for(terms.size(), [&](uint64_t i) {
+    TermBuffer terms = build_terms(e.term_count(), [&](uint64_t i, TermImpl *slot) {
         const TermImpl &src = e.term(i);
-        TermImpl &dst = terms[i];
+        TermImpl &dst = *new (slot) TermImpl();
         if (src.coeff.is_zero()) return;  // stays an empty term with coefficient 0
         dst.coeff = src.coeff;
         const uint32_t degree = src.vars.degree();

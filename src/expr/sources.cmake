@@ -1,5 +1,6 @@
 list(APPEND VEXA_SOURCES
   expr/term_api.cpp
+  expr/term_buffer.cpp
   expr/expr.cpp
   expr/expr_api.cpp
   expr/product.cpp

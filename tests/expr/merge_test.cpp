@@ -14,8 +14,15 @@ TermImpl term(const coeff_t &c, std::initializer_list<uint32_t> codes) {
     return t;
 }
 
+TermBuffer buffer_of(std::vector<TermImpl> terms) {
+    TermBuffer b(terms.size());
+    for (TermImpl &t : terms) b.push_back(std::move(t));
+    return b;
+}
+
 std::vector<FlatTerm> merged(std::vector<TermImpl> terms, const coeff_t &constant, coeff_t *out_constant = nullptr) {
-    ExprImpl e = merge_terms(terms, constant);
+    TermBuffer buffer = buffer_of(std::move(terms));
+    ExprImpl e = merge_terms(buffer, constant);
     if (out_constant) *out_constant = e.constant;
     EXPECT_TRUE(is_canonical(&e));
     return flat(&e);
@@ -112,7 +119,7 @@ TEST(MergeTerms, SortedAndReversedInputs) {
 }
 
 TEST(MergeTerms, EmptyInputGivesTheConstant) {
-    std::vector<TermImpl> none;
+    TermBuffer none;
     ExprImpl e = merge_terms(none, 42);
     EXPECT_EQ(e.constant, 42);
     EXPECT_EQ(e.term_count(), 0u);
