@@ -217,7 +217,7 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
 
     // Step D, phase 1a: count terms per degree and chunk, validate, flag
     // the variables that occur.
-    const uint64_t V = var_count();
+    const uint64_t V = vexa::var_count();  // the registry, not this model
     const uint64_t I = IntVarTable::instance().next_index.load(std::memory_order_relaxed);
     std::vector<uint8_t> var_flags(V, 0);
     std::vector<uint8_t> int_flags(I, 0);
