@@ -27,6 +27,10 @@
 // decimal text (std::invalid_argument). A product above degree 2 throws
 // std::runtime_error from the library.
 //
+// Names. The C interface declares the handle types ::Model and ::Sol; with
+// `using namespace vexa;` write `using vexa::Model; using vexa::Sol;` as well,
+// or spell vexa::Model and vexa::Sol.
+//
 // Define VEXA_NO_CPP_INT to leave out the conversions between Int and
 // boost::multiprecision::cpp_int (they are present when Boost is found).
 #ifndef VEXA_HPP
@@ -861,8 +865,8 @@ public:
     //   += integer, variable, term, expression: vexa_expr_iadd_int, _var, _term
     //      (_term_move for a temporary term), _expr
     //   -= the same with isub
-    //   *= integer, variable, term, expression: vexa_expr_imul_int, _var,
-    //      _term_direct, _expr
+    //   *= integer, variable, expression: vexa_expr_imul_int, _var, _expr;
+    //      *= term: vexa_expr_imul_expr with the term's expression
     //   /= integer: vexa_expr_idiv_int (exact; a remainder is fatal)
     template <class X>
         requires hpp_detail::operand<X>
@@ -910,6 +914,8 @@ namespace hpp_detail {
 struct Rec {
     template <class T>
     explicit Rec(const T &v) : value(to_int(v)), rec(value.record()) {}
+    Rec(const Rec &) = delete;  // rec points into value
+    Rec &operator=(const Rec &) = delete;
     Int value;
     vexa_bigint rec;
     const vexa_bigint *get() const { return &rec; }
@@ -970,10 +976,9 @@ void imul(Expr &e, X &&x) {
         vexa_expr_imul_int(e.handle(), r.get());
     } else if constexpr (k == Kind::literal) {
         vexa_expr_imul_var(e.handle(), x.code());
-    } else if constexpr (k == Kind::term) {
-        OutRecord c;
-        vexa_term_coeff(x.handle(), c.get());
-        vexa_expr_imul_term_direct(e.handle(), c.get(), x.packed_vars());
+    } else if constexpr (k == Kind::term) {  // imul_expr with the term's expression, as e * t does
+        const Expr et = expr_of(std::forward<X>(x));
+        vexa_expr_imul_expr(e.handle(), et.handle());
     } else {
         vexa_expr_imul_expr(e.handle(), x.handle());
     }
@@ -1478,12 +1483,21 @@ public:
         return out;
     }
 
-    // "energy:{{name,value},...}" as the library writes it; needs a valid energy.
+    // "energy:{{name,value},...}", binary variables then integer ones, in
+    // dense order. (vexa_sol_str reads item i as variable i, which holds only
+    // while the model's variables are exactly 0, 1, 2, ...; this text names
+    // the model's own variables.) Throws std::logic_error on a stale energy.
     std::string str() const {
-        if (vexa_sol_energy_valid(h_) == 0) {
-            throw std::logic_error("vexa::Sol::str: the energy is stale; call comp_energy()");
-        }
-        return vexa_sol_str(h_);
+        std::string out = energy().str() + ":{";
+        bool first = true;
+        auto item = [&](const std::string &name, const std::string &value) {
+            out += first ? "{" : ",{";
+            out += name + "," + value + "}";
+            first = false;
+        };
+        for (const auto &[var, value] : vars()) item(var.name(), std::to_string(value));
+        for (const auto &[var, value] : int_vars()) item(var.name(), value.str());
+        return out + "}";
     }
     friend std::ostream &operator<<(std::ostream &os, const Sol &s) { return os << s.str(); }
 
