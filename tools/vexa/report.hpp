@@ -1,0 +1,38 @@
+// The tool's answer, as text for people or as one JSON document.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "readers/problem.hpp"
+#include "vexa/vexa.hpp"
+
+namespace vexa::cli {
+
+struct Outcome {
+    struct Solution {
+        Int energy;
+        double tts = -1.0;
+        std::vector<int> assignment;  // one value per file variable, in file order
+    };
+
+    std::string file;
+    Format format = Format::qubo;
+    uint64_t variables = 0;  // as the header announces
+    uint64_t entries = 0;
+    unsigned index_base = 0;
+    std::string solver;
+    Solution best;
+    std::vector<Solution> topk;
+    std::vector<std::pair<std::string, std::string>> info;
+};
+
+// The objective in the file's sense: the maximum of f, or the cut.
+Int objective_of(const Int &energy);
+
+std::string text_report(const Outcome &o);
+std::string json_report(const Outcome &o);
+
+}  // namespace vexa::cli
