@@ -35,16 +35,16 @@ bool first_is_comment(const std::vector<std::string_view> &tokens) {
 Format detect_format(std::string_view text, const std::string &path) {
     LineScanner s(text, path);
     std::vector<std::string_view> tok;
-    if (s.next(tok, first_is_comment)) {
-        if (tok[0] == "p" || tok[0][0] == 'c') return Format::qubo;
-        if (tok.size() == 1) return Format::matrix;
-    }
+    const bool any = s.next(tok, first_is_comment);
+    if (any && (tok[0] == "p" || tok[0][0] == 'c')) return Format::qubo;
+    const bool single_number = any && tok.size() == 1;
     const std::size_t slash = path.find_last_of('/');
     const std::string_view base = std::string_view(path).substr(slash == std::string::npos ? 0 : slash + 1);
     const std::string name = lower(base);
     if (ends_with(name, ".qubo")) return Format::qubo;
     if (ends_with(name, ".gset") || ends_with(name, ".mc") || gset_name(base)) return Format::gset;
     if (ends_with(name, ".mat") || ends_with(name, ".bqp") || ends_with(name, ".mqlib")) return Format::matrix;
+    if (single_number) return Format::matrix;  // the problem count of a Beasley collection
     // Past the header line: an edge list has no loops, a matrix usually has a diagonal.
     while (s.next(tok, hash_comment)) {
         if (tok.size() >= 2 && tok[0] == tok[1]) return Format::matrix;

@@ -23,11 +23,11 @@ Problem read_matrix(std::string_view text, const std::string &file, uint64_t ins
 // G-set edge list: "n m" and m lines "i j w", 1-based.
 Problem read_gset(std::string_view text, const std::string &file);
 
-// Tells the format from the text, then from the file name: a "p" header is
-// qbsolv, a single number on the first line is a Beasley collection; then
-// ".qubo", ".gset" / ".mc" / "G<number>[.txt]", ".mat" / ".bqp" / ".mqlib";
-// failing those, a diagonal entry (i == i) marks a matrix. Throws ReadError
-// when nothing decides.
+// Tells the format: a "p" header (or "c" comment) is qbsolv; then the file
+// name: ".qubo", ".gset" / ".mc" / "G<number>[.txt]", ".mat" / ".bqp" /
+// ".mqlib"; then a single number on the first line, the problem count of a
+// Beasley collection; failing those, a diagonal entry (i == i) marks a
+// matrix. Throws ReadError when nothing decides.
 Format detect_format(std::string_view text, const std::string &path);
 
 Problem read_problem(std::string_view text, const std::string &file, Format format, uint64_t instance = 1);
