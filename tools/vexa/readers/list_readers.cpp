@@ -1,4 +1,6 @@
 // The two formats of the shape "n m" and m lines "i j w", 1-based.
+#include <algorithm>
+
 #include "readers/readers.hpp"
 #include "readers/text.hpp"
 
@@ -15,7 +17,7 @@ void read_block(LineScanner &s, std::vector<std::string_view> &tok, Problem &p, 
     if (keep) {
         p.n = n;
         p.index_base = 1;
-        p.entries.reserve(std::min<uint64_t>(m, 1u << 20));
+        p.entries.reserve(std::min(m, s.lines_left()));
     }
     for (uint64_t k = 0; k < m; ++k) {
         if (!s.next(tok, hash_comment)) {

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "readers/readers.hpp"
 #include "readers/text.hpp"
 
@@ -22,7 +24,7 @@ Problem read_qubo(std::string_view text, const std::string &file) {
     p.n = parse_count(s, tok[3], kMaxVariables, "variable count");
     const uint64_t nodes = parse_count(s, tok[4], UINT64_MAX, "count of diagonal entries");
     const uint64_t links = parse_count(s, tok[5], UINT64_MAX, "count of off-diagonal entries");
-    p.entries.reserve(std::min<uint64_t>(nodes + links, 1u << 20));
+    p.entries.reserve(std::min(std::max(nodes, links), s.lines_left()));
     uint64_t seen_nodes = 0, seen_links = 0;
     while (s.next(tok, qubo_comment)) {
         if (tok[0] == "p") s.fail("a second header line");

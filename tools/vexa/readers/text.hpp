@@ -31,6 +31,9 @@ public:
     }
 
     uint64_t line() const { return line_; }
+    // An upper bound on the lines still to come: each one takes at least two
+    // bytes. Readers reserve no more than this, whatever a header announces.
+    uint64_t lines_left() const { return (text_.size() - pos_) / 2 + 1; }
     const std::string &file() const { return file_; }
     [[noreturn]] void fail(const std::string &message) const { throw ReadError(file_, line_ == 0 ? 1 : line_, message); }
     [[noreturn]] void fail_at(uint64_t line, const std::string &message) const { throw ReadError(file_, line, message); }
