@@ -18,7 +18,8 @@ using vexa::Int;
 int count_lines(const std::string &s) { return static_cast<int>(std::count(s.begin(), s.end(), '\n')); }
 
 TEST(Cli, BadInputEndsWithStatusTwoAndOneLine) {
-    const std::string dir = test::scratch_dir();
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
     struct Case {
         std::string name, text, extra, message;
     };
@@ -49,7 +50,8 @@ TEST(Cli, BadInputEndsWithStatusTwoAndOneLine) {
 }
 
 TEST(Cli, BadArgumentsEndWithStatusTwo) {
-    const std::string dir = test::scratch_dir();
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
     test::write_file(dir + "/x.qubo", "p qubo 0 1 1 0\n0 0 1\n");
     for (const std::string args : {"", "solve", "solve x.qubo --solver greedy", "solve x.qubo --time-limit -1",
                                    "solve x.qubo --threads 0", "solve x.qubo --format csv", "frobnicate"}) {
@@ -102,7 +104,8 @@ TEST(Cli, EveryFormatSolvesToTheRecomputedEnergy) {
     if (!have_module("nimbasolver_cppint.so") || !have_module("exhaustive_cppint.so")) {
         GTEST_SKIP() << "solver modules not built";
     }
-    const std::string dir = test::scratch_dir();
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
     const uint64_t seed = 2468;
     std::mt19937_64 rng(seed);
     for (const Format f : {Format::qubo, Format::matrix, Format::gset}) {
@@ -133,7 +136,8 @@ TEST(Cli, EveryFormatSolvesToTheRecomputedEnergy) {
 
 TEST(Cli, TextOutputOfTheShippedInstance) {
     if (!have_module("nimbasolver_cppint.so")) GTEST_SKIP() << "solver module not built";
-    const std::string dir = test::scratch_dir();
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
     const test::Run r =
         test::run_tool(dir, std::string("solve ") + VEXA_DATA_DIR + "/bqp50_1.qubo --time-limit 1 --seed 1");
     ASSERT_EQ(r.status, 0) << r.err;

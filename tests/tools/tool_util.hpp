@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <boost/multiprecision/cpp_int.hpp>
 #include <cstdlib>
@@ -80,13 +81,21 @@ inline cpp_int objective(const Problem &p, const std::vector<int> &x) {
     return total;
 }
 
-// A scratch directory of its own for each test.
-inline std::string scratch_dir() {
-    const auto *info = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string dir = ::testing::TempDir() + "vexa_" + info->test_suite_name() + "_" + info->name();
-    std::system(("rm -rf '" + dir + "' && mkdir -p '" + dir + "'").c_str());
-    return dir;
-}
+// A scratch directory of its own for each test and process (the suite runs
+// twice at once, with one and with all threads), removed at the end.
+class ScratchDir {
+public:
+    ScratchDir() {
+        const auto *info = ::testing::UnitTest::GetInstance()->current_test_info();
+        path = ::testing::TempDir() + "vexa_" + info->test_suite_name() + "_" + info->name() + "_" +
+               std::to_string(getpid());
+        std::system(("rm -rf '" + path + "' && mkdir -p '" + path + "'").c_str());
+    }
+    ~ScratchDir() { std::system(("rm -rf '" + path + "'").c_str()); }
+    ScratchDir(const ScratchDir &) = delete;
+    ScratchDir &operator=(const ScratchDir &) = delete;
+    std::string path;
+};
 
 inline void write_file(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary) << text;
