@@ -11,4 +11,5 @@ list(APPEND VEXA_SOURCES
   solver/int_search.cpp
   solver/unified.cpp
   solver/nimba_driver.cpp
+  solver/forwarders.cpp
 )

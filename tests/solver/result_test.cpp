@@ -1,5 +1,6 @@
 // The result record: readers, stealing the bit vectors, solutions made from it.
 #include "model/sol.hpp"
+#include "solver/forwarders.hpp"
 #include "solver_test_util.hpp"
 
 using namespace vexa;
@@ -114,6 +115,52 @@ TEST_F(ResultSol, WithoutIntegerValuesTheSolutionKeepsTheLowerBounds) {
     // the solution shares the model: it outlives the handle
     m.reset();
     EXPECT_EQ(vexa_sol_int_count(s.get()), 1u);
+}
+
+struct Seen {
+    int calls = 0;
+    coeff_t energy;
+    std::vector<uint64_t> bits;
+    std::vector<coeff_t> ints;
+    double tts = 0;
+    uint32_t event = 0;
+};
+
+double remember(void *ctx, Sol *s, uint32_t event) {
+    auto *seen = static_cast<Seen *>(ctx);
+    ++seen->calls;
+    seen->energy = s->energy;
+    seen->bits = s->bits;
+    seen->ints = s->int_vals;
+    seen->tts = s->tts;
+    seen->event = event;
+    EXPECT_EQ(vexa_sol_energy_valid(s), 1);
+    vexa_sol_destroy(s);
+    return 0.75;
+}
+
+TEST_F(ResultSol, ForwardersTurnModuleRecordsIntoSolutions) {
+    ExprPtr e(vexa_expr_create_var(x));
+    add_term(e.get(), 1, y, n);
+    ModelPtr m = make_model(e.get());
+    Seen seen;
+    CallbackTarget target{m->ref, nullptr, &seen};
+    In energy(-pow2(70));
+    const uint64_t bits[1] = {0b10};
+    EXPECT_EQ(forward_progress(target, energy.get(), bits, nullptr, 0, 1, 0.5), -1.0);
+    EXPECT_EQ(seen.calls, 0);
+    target.callback = &remember;
+    const coeff_t ints[1] = {3};
+    EXPECT_EQ(forward_progress(target, energy.get(), bits, ints, 1, 2, 0.5), 0.75);
+    EXPECT_EQ(seen.calls, 1);
+    EXPECT_EQ(seen.energy, -pow2(70));
+    EXPECT_EQ(seen.bits, std::vector<uint64_t>{0b10});
+    EXPECT_EQ(seen.ints, std::vector<coeff_t>{3});
+    EXPECT_EQ(seen.tts, 0.5);
+    EXPECT_EQ(seen.event, 2u);
+    EXPECT_EQ(forward_progress(target, energy.get(), nullptr, nullptr, 0, 1, 0.25), 0.75);
+    EXPECT_TRUE(seen.bits.empty());
+    EXPECT_TRUE(seen.ints.empty());
 }
 
 }  // namespace
