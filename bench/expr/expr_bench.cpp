@@ -30,20 +30,12 @@ void reset_peak() {
     std::ofstream("/proc/self/clear_refs") << "5";
 }
 
-double peak_mib() {
+// A memory figure of /proc/self/status ("VmHWM:", "VmRSS:") in MiB.
+double status_mib(const std::string &key) {
     std::ifstream status("/proc/self/status");
     std::string line;
     while (std::getline(status, line)) {
-        if (line.rfind("VmHWM:", 0) == 0) return std::stod(line.substr(6)) / 1024.0;
-    }
-    return 0;
-}
-
-double rss_mib() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind("VmRSS:", 0) == 0) return std::stod(line.substr(6)) / 1024.0;
+        if (line.rfind(key, 0) == 0) return std::stod(line.substr(key.size())) / 1024.0;
     }
     return 0;
 }
@@ -88,12 +80,12 @@ int main(int argc, char **argv) {
     std::vector<uint32_t>().swap(vars);
 
     const double term_array_mib = double(n) * sizeof(TermImpl) / (1024.0 * 1024.0);
-    const double before = rss_mib();
+    const double before = status_mib("VmRSS:");
     reset_peak();
     t0 = std::chrono::steady_clock::now();
     ExprImpl *s = vexa_expr_simplify_as_binary(e);
     const double simplify = seconds_since(t0);
-    const double peak = peak_mib();
+    const double peak = status_mib("VmHWM:");
 
     std::printf("bulk build        %8.3f s\n", build);
     std::printf("simplify_as_binary %7.3f s  -> %llu terms\n", simplify,

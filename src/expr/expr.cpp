@@ -84,10 +84,7 @@ void ExprImpl::release_tail() {
 void ExprImpl::reserve_tail(uint64_t new_capacity) {
     if (new_capacity <= capacity) return;
     TermImpl *block = allocate_terms(new_capacity);
-    for (uint64_t i = 0; i < size; ++i) {
-        new (&block[i]) TermImpl(std::move(data[i]));
-        data[i].~TermImpl();
-    }
+    vexa::relocate_terms(block, data, size);
     std::free(data);
     data = block;
     capacity = new_capacity;

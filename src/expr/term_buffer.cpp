@@ -11,6 +11,13 @@
 
 namespace vexa {
 
+void relocate_terms(TermImpl *dst, TermImpl *src, uint64_t n) {
+    for (uint64_t i = 0; i < n; ++i) {
+        new (&dst[i]) TermImpl(std::move(src[i]));
+        src[i].~TermImpl();
+    }
+}
+
 TermBuffer::TermBuffer(TermBuffer &&o) noexcept
     : data(std::exchange(o.data, nullptr)), size(std::exchange(o.size, 0)), capacity(std::exchange(o.capacity, 0)) {}
 
@@ -28,10 +35,7 @@ void TermBuffer::grow_to(uint64_t new_capacity) {
     if (new_capacity <= capacity) return;
     if (new_capacity > SIZE_MAX / sizeof(TermImpl)) throw std::bad_alloc();
     auto *block = static_cast<TermImpl *>(allocate_block(new_capacity * sizeof(TermImpl)));
-    for (uint64_t i = 0; i < size; ++i) {
-        new (&block[i]) TermImpl(std::move(data[i]));
-        data[i].~TermImpl();
-    }
+    relocate_terms(block, data, size);
     std::free(data);
     data = block;
     capacity = new_capacity;

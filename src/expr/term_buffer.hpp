@@ -8,6 +8,9 @@
 
 namespace vexa {
 
+// Moves n constructed terms into raw memory at dst and destroys the sources.
+void relocate_terms(TermImpl *dst, TermImpl *src, uint64_t n);
+
 // Slots [0, size) hold constructed terms, [size, capacity) raw memory. The
 // block comes from allocate_block and is released with std::free, like the
 // tail of an ExprImpl, which may take it over (see ExprImpl::adopt_tail).

@@ -4,22 +4,14 @@
 
 #include "support/expr_util.hpp"
 #include "vexa/var.h"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using namespace vexa::test;
 
 namespace {
 
-class Exprs : public ::testing::Test {
-protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
-    uint32_t x = 0, y = 0, z = 0;
-};
+class Exprs : public test::ThreeVars {};
 
 TEST_F(Exprs, FreshAndConstantExpressionsHaveNoTerms) {
     ExprPtr e(vexa_expr_create());

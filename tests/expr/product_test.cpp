@@ -2,22 +2,14 @@
 
 #include "support/expr_util.hpp"
 #include "vexa/var.h"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using namespace vexa::test;
 
 namespace {
 
-class Products : public ::testing::Test {
-protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
-    uint32_t x = 0, y = 0, z = 0;
-};
+class Products : public test::ThreeVars {};
 
 TEST_F(Products, ConstantsLeadAndPositionsAreFixed) {
     ExprPtr a(vexa_expr_create_add_var_int(x, In(1).get()));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/expr_util.hpp"
+#include "support/var_fixture.hpp"
 #include "vexa/var.h"
 
 using namespace vexa;
@@ -10,20 +11,8 @@ namespace {
 
 constexpr uint32_t kNeg = 0x80000000u;
 
-class Simplify : public ::testing::Test {
+class Simplify : public test::ThreeVars {
 protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-    }
-    ExprImpl *expr(std::initializer_list<std::pair<int, std::vector<uint32_t>>> terms, int constant = 0) {
-        ExprImpl *e = vexa_expr_create_int(In(constant).get());
-        for (const auto &[c, vars] : terms) {
-            vexa_expr_iadd_raw_term(e, In(c).get(), vars.data(), static_cast<uint32_t>(vars.size()));
-        }
-        return e;
-    }
     std::string binary(ExprImpl *e) {
         ExprPtr owned(e);
         ExprPtr s(vexa_expr_simplify_as_binary(e));
@@ -42,43 +31,42 @@ protected:
         EXPECT_TRUE(is_canonical(s.get()));
         return vexa_expr_str(s.get());
     }
-    uint32_t x = 0, y = 0;
 };
 
 TEST_F(Simplify, SquaresUnderEachReading) {
-    EXPECT_EQ(plain(expr({{1, {x, x}}})), "x*x");
-    EXPECT_EQ(binary(expr({{1, {x, x}}})), "x");
-    EXPECT_EQ(spin(expr({{1, {x, x}}})), "1");
+    EXPECT_EQ(plain(expr_of({{1, {x, x}}})), "x*x");
+    EXPECT_EQ(binary(expr_of({{1, {x, x}}})), "x");
+    EXPECT_EQ(spin(expr_of({{1, {x, x}}})), "1");
 }
 
 TEST_F(Simplify, NegatedLiteralsUnderTheBinaryReading) {
-    EXPECT_EQ(binary(expr({{1, {x | kNeg}}})), "1 -x");
-    EXPECT_EQ(binary(expr({{1, {x}}, {1, {x | kNeg}}})), "1");
-    EXPECT_EQ(binary(expr({{1, {x | kNeg, y | kNeg}}})), "1 -x -y +x*y");
-    EXPECT_EQ(binary(expr({{1, {x, x | kNeg}}})), "0");
-    EXPECT_EQ(binary(expr({{3, {x | kNeg, y}}})), "3*y -3*x*y");
-    EXPECT_EQ(binary(expr({{3, {y | kNeg, x}}})), "3*x -3*x*y");
-    EXPECT_EQ(binary(expr({{2, {x | kNeg, x | kNeg}}})), "2 -2*x");
-    EXPECT_EQ(binary(expr({{1, {x | kNeg, y}}, {1, {x | kNeg, y | kNeg}}, {1, {x}}})), "1");
+    EXPECT_EQ(binary(expr_of({{1, {x | kNeg}}})), "1 -x");
+    EXPECT_EQ(binary(expr_of({{1, {x}}, {1, {x | kNeg}}})), "1");
+    EXPECT_EQ(binary(expr_of({{1, {x | kNeg, y | kNeg}}})), "1 -x -y +x*y");
+    EXPECT_EQ(binary(expr_of({{1, {x, x | kNeg}}})), "0");
+    EXPECT_EQ(binary(expr_of({{3, {x | kNeg, y}}})), "3*y -3*x*y");
+    EXPECT_EQ(binary(expr_of({{3, {y | kNeg, x}}})), "3*x -3*x*y");
+    EXPECT_EQ(binary(expr_of({{2, {x | kNeg, x | kNeg}}})), "2 -2*x");
+    EXPECT_EQ(binary(expr_of({{1, {x | kNeg, y}}, {1, {x | kNeg, y | kNeg}}, {1, {x}}})), "1");
 }
 
 TEST_F(Simplify, IntegerAtomsKeepTheirSquares) {
     const uint32_t n = 0x40000000u;
-    EXPECT_EQ(binary(expr({{1, {n, n}}, {2, {x, x}}})), "2*x +?*?");
-    EXPECT_EQ(plain(expr({{1, {x | kNeg}}, {1, {x}}})), "x +~x");
+    EXPECT_EQ(binary(expr_of({{1, {n, n}}, {2, {x, x}}})), "2*x +?*?");
+    EXPECT_EQ(plain(expr_of({{1, {x | kNeg}}, {1, {x}}})), "x +~x");
 }
 
 TEST_F(Simplify, SpinReading) {
-    EXPECT_EQ(spin(expr({{1, {x | kNeg, y}}})), "-x*y");
-    EXPECT_EQ(spin(expr({{1, {x | kNeg, y | kNeg}}})), "x*y");
-    EXPECT_EQ(spin(expr({{1, {x | kNeg, x}}})), "-1");
-    EXPECT_EQ(spin(expr({{0, {x}}, {5, {}}}, 1)), "6");
+    EXPECT_EQ(spin(expr_of({{1, {x | kNeg, y}}})), "-x*y");
+    EXPECT_EQ(spin(expr_of({{1, {x | kNeg, y | kNeg}}})), "x*y");
+    EXPECT_EQ(spin(expr_of({{1, {x | kNeg, x}}})), "-1");
+    EXPECT_EQ(spin(expr_of({{0, {x}}, {5, {}}}, 1)), "6");
 }
 
 TEST_F(Simplify, EmptyAndConstantInputs) {
-    EXPECT_EQ(binary(expr({}, 4)), "4");
-    EXPECT_EQ(spin(expr({})), "0");
-    EXPECT_EQ(plain(expr({{0, {x}}, {-3, {}}}, 1)), "-2");
+    EXPECT_EQ(binary(expr_of({}, 4)), "4");
+    EXPECT_EQ(spin(expr_of({})), "0");
+    EXPECT_EQ(plain(expr_of({{0, {x}}, {-3, {}}}, 1)), "-2");
 }
 
 // Random expressions with negations, repeats, zero and huge coefficients: the
@@ -144,7 +132,7 @@ TEST_F(Simplify, ThreadCountDoesNotChangeAnyForm) {
 using SimplifyDeath = Simplify;
 
 TEST_F(SimplifyDeath, SpinRefusesIntegerAtoms) {
-    ExprPtr e(expr({{1, {0x40000000u}}}));
+    ExprPtr e(expr_of({{1, {0x40000000u}}}));
     EXPECT_DEATH(vexa_expr_simplify_as_spin(e.get()),
                  "^vexa: simplify_as_spin\\(\\): native integer variables \\(int_var\\) are not supported "
                  "\\(spin rules do not apply to integer atoms\\)\\.\n$");

@@ -2,52 +2,39 @@
 
 #include "support/constraint_util.hpp"
 #include "vexa/var.h"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using namespace vexa::test;
 
 namespace {
 
-class Spin : public ::testing::Test {
+class Spin : public test::ThreeVars {
 protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
-    ExprImpl *expr(std::initializer_list<std::pair<int, std::vector<uint32_t>>> terms, int constant = 0) {
-        ExprImpl *e = vexa_expr_create_int(In(constant).get());
-        for (const auto &[c, vars] : terms) {
-            vexa_expr_iadd_raw_term(e, In(c).get(), vars.data(), static_cast<uint32_t>(vars.size()));
-        }
-        return e;
-    }
     static std::string str(ExprImpl *e) {
         ExprPtr owned(e);
         return vexa_expr_str(e);
     }
-    uint32_t x = 0, y = 0, z = 0;
 };
 
 TEST_F(Spin, BinaryToSpinScalesBy2ToTheDegree) {
-    ExprPtr a(expr({{1, {x}}}));
+    ExprPtr a(expr_of({{1, {x}}}));
     EXPECT_EQ(str(vexa_expr_binary_to_spin(a.get())), "1 +x");
-    ExprPtr b(expr({{1, {x, y}}, {1, {z}}}));
+    ExprPtr b(expr_of({{1, {x, y}}, {1, {z}}}));
     EXPECT_EQ(str(vexa_expr_binary_to_spin(b.get())), "3 +x +y +2*z +x*y");
-    ExprPtr c(expr({}, 7));
+    ExprPtr c(expr_of({}, 7));
     EXPECT_EQ(str(vexa_expr_binary_to_spin(c.get())), "7");
 }
 
 TEST_F(Spin, SpinToBinary) {
-    ExprPtr a(expr({{1, {x}}}));
+    ExprPtr a(expr_of({{1, {x}}}));
     EXPECT_EQ(str(vexa_expr_spin_to_binary(a.get())), "-1 +2*x");
-    ExprPtr b(expr({{1, {x, y}}}));
+    ExprPtr b(expr_of({{1, {x, y}}}));
     EXPECT_EQ(str(vexa_expr_spin_to_binary(b.get())), "1 -2*x -2*y +4*x*y");
 }
 
 TEST_F(Spin, ReduceIsTheBinaryForm) {
-    ExprPtr a(expr({{1, {x, x}}, {1, {y | 0x80000000u}}}));
+    ExprPtr a(expr_of({{1, {x, x}}, {1, {y | 0x80000000u}}}));
     EXPECT_EQ(str(vexa_expr_reduce(a.get())), "1 +x -y");
 }
 
@@ -76,7 +63,7 @@ TEST_F(Spin, RoundTripGivesTheBinaryFormTimes2ToTheDegree) {
 using SpinDeath = Spin;
 
 TEST_F(SpinDeath, RefusalsComeInOrderDeclaredThenIntegers) {
-    ExprPtr body(expr({{1, {x}}}));
+    ExprPtr body(expr_of({{1, {x}}}));
     ExprPtr d(declared(body.get(), 0, 1));
     vexa_expr_iadd_var(d.get(), 0x40000000u);
     const std::string tail = "' is not allowed on an expression with declared constraints\n$";
@@ -85,7 +72,7 @@ TEST_F(SpinDeath, RefusalsComeInOrderDeclaredThenIntegers) {
     EXPECT_DEATH(vexa_expr_reduce(d.get()),
                  "^vexa: vexa::cons: 'reduce \\(declared constraints would be dropped; reduce the objective before "
                  "adding vexa::cons parts\\)" + tail);
-    ExprPtr n(expr({{1, {0x40000000u}}}));
+    ExprPtr n(expr_of({{1, {0x40000000u}}}));
     EXPECT_DEATH(vexa_expr_binary_to_spin(n.get()),
                  "^vexa: binary_to_spin: native integer variables \\(int_var\\) are not supported \\(spin semantics "
                  "do not apply to integer atoms\\)\\.\n$");

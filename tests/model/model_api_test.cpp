@@ -3,22 +3,14 @@
 
 #include "support/model_util.hpp"
 #include "vexa/var.h"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using namespace vexa::test;
 
 namespace {
 
-class ModelApi : public ::testing::Test {
-protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
-    uint32_t x = 0, y = 0, z = 0;
-};
+class ModelApi : public test::ThreeVars {};
 
 TEST_F(ModelApi, CloneSharesAndDestroyKeepsOthersAlive) {
     ExprPtr e(vexa_expr_create_add_var_var(x, y));

@@ -99,6 +99,15 @@ inline ::testing::AssertionResult is_canonical(const ExprImpl *e) {
     return ::testing::AssertionSuccess();
 }
 
+// An expression from (coefficient, literals) pairs and a constant.
+inline ExprImpl *expr_of(std::initializer_list<std::pair<int, std::vector<uint32_t>>> terms, int constant = 0) {
+    ExprImpl *e = vexa_expr_create_int(In(constant).get());
+    for (const auto &[c, vars] : terms) {
+        vexa_expr_iadd_raw_term(e, In(c).get(), vars.data(), static_cast<uint32_t>(vars.size()));
+    }
+    return e;
+}
+
 // Random expressions over the binary variables [0, nvars): random literals,
 // negations, repeated monomials, zero coefficients and big coefficients.
 struct RandomExprSpec {
