@@ -4,6 +4,7 @@
 // and skips elsewhere.
 #include "solver/modules.hpp"
 #include "solver_test_util.hpp"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using namespace vexa::test;
@@ -20,14 +21,8 @@ std::string scenario() {
 #define IN_SCENARIO(name) \
     if (scenario() != (name)) GTEST_SKIP() << "runs in " << (name) << ", this is " << scenario()
 
-class Exhaustive : public ::testing::Test {
+class Exhaustive : public ThreeVars {
 protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
     // -x + 2xy - z with a linear, an allowed-set, a shaped and a nonlinear
     // constraint, and a remainder.
     ModelPtr model(bool with_constraints = true, bool with_remainder = true) {
@@ -52,7 +47,6 @@ protected:
     }
     mock::Record &record() { return mock_at(library_dir() + "exhaustive_cppint.so"); }
 
-    uint32_t x = 0, y = 0, z = 0;
     ExprPtr lin, set, shaped, nl, rem;
 };
 
