@@ -4,16 +4,22 @@
 #include <vexa/vexa.hpp>
 
 int main() {
+    // Binary: (x + y - 1)^2, every assignment through a solution.
     const vexa::Var x("x"), y("y");
     const vexa::Model model = vexa::Model::from(vexa::sqr(x + y - 1));
     vexa::Sol sol(model);
-    int best = -1;
+    int zeros = 0;
     for (int bits = 0; bits < 4; ++bits) {
         sol.set(x, bits & 1);
         sol.set(y, bits >> 1);
-        if (sol.comp_energy() == 0 && best < 0) best = bits;
+        zeros += sol.comp_energy() == 0;
     }
-    std::cout << "(x + y - 1)^2 = " << vexa::simplify_as_binary(vexa::sqr(x + y - 1)) << "\n";
-    std::cout << "first zero at x=" << (best & 1) << " y=" << (best >> 1) << "\n";
-    return best == 1 ? 0 : 1;
+    std::cout << "(x + y - 1)^2 = " << vexa::simplify_as_binary(vexa::sqr(x + y - 1)) << ", zero at " << zeros
+              << " assignments\n";
+
+    // Integer: the library enumerates (k - 4)^2 over k in [0, 9] itself.
+    const vexa::IntVar k("k", 0, 9);
+    const vexa::Result r = vexa::ExhaustiveSolver(vexa::Model::from(vexa::sqr(k - 4))).search();
+    std::cout << "argmin of (k - 4)^2: k=" << r(k) << "\n";
+    return zeros == 2 && r(k) == 4 ? 0 : 1;
 }

@@ -128,7 +128,6 @@ std::string solve(const Settings &s) {
     if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
 
     std::optional<vexa::Result> result;
-#if VEXA_HAVE_SOLVERS
     {
         const Progress progress(!s.quiet, s.solver == "nimba" ? std::optional<double>(s.time_limit.value_or(10.0))
                                                                : std::nullopt);
@@ -138,10 +137,6 @@ std::string solve(const Settings &s) {
             result = vexa::ExhaustiveSolver(model).search(options);
         }
     }
-#else
-    (void)options;
-    throw Failure{1, "this build of the library has no solver drivers"};
-#endif
 
     Outcome o;
     o.file = s.file;
