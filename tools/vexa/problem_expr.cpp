@@ -7,17 +7,41 @@ namespace vexa::cli {
 
 namespace {
 
-std::vector<uint32_t> used_indices(const Problem &p) {
+constexpr uint32_t kNone = UINT32_MAX;
+
+// The indices that entries name, ascending, and for each index its position
+// in that list. A dense table serves when the file names a fair share of its
+// variables; a sparse file is looked up by binary search instead.
+struct IndexMap {
     std::vector<uint32_t> used;
-    used.reserve(2 * p.entries.size());
-    for (const Entry &e : p.entries) {
-        used.push_back(e.i);
-        used.push_back(e.j);
+    std::vector<uint32_t> dense;  // index -> position, kNone when unused; empty when sparse
+
+    explicit IndexMap(const Problem &p) {
+        if (p.n <= 8 * static_cast<uint64_t>(p.entries.size()) + 1024) {
+            dense.assign(p.n, kNone);
+            for (const Entry &e : p.entries) dense[e.i] = dense[e.j] = 0;
+            for (uint32_t k = 0; k < p.n; ++k) {
+                if (dense[k] != kNone) {
+                    dense[k] = static_cast<uint32_t>(used.size());
+                    used.push_back(k);
+                }
+            }
+            return;
+        }
+        used.reserve(2 * p.entries.size());
+        for (const Entry &e : p.entries) {
+            used.push_back(e.i);
+            used.push_back(e.j);
+        }
+        std::sort(used.begin(), used.end());
+        used.erase(std::unique(used.begin(), used.end()), used.end());
     }
-    std::sort(used.begin(), used.end());
-    used.erase(std::unique(used.begin(), used.end()), used.end());
-    return used;
-}
+
+    uint64_t position(uint32_t index) const {
+        if (!dense.empty()) return dense[index];
+        return static_cast<uint64_t>(std::lower_bound(used.begin(), used.end(), index) - used.begin());
+    }
+};
 
 Int twice(const Int &w) {
     if (w.fits_int64()) {
@@ -30,11 +54,9 @@ Int twice(const Int &w) {
 }  // namespace
 
 ProblemEnergy build_energy(const Problem &p) {
-    std::vector<uint32_t> used = used_indices(p);
-    Vars vars("x", used.size());
-    auto var_of = [&](uint32_t index) {
-        return vars[static_cast<uint64_t>(std::lower_bound(used.begin(), used.end(), index) - used.begin())];
-    };
+    IndexMap map(p);
+    Vars vars("x", map.used.size());
+    auto var_of = [&](uint32_t index) { return vars[map.position(index)]; };
     TermList terms;
     terms.reserve(p.format == Format::gset ? 3 * p.entries.size() : p.entries.size());
     for (const Entry &e : p.entries) {
@@ -53,7 +75,7 @@ ProblemEnergy build_energy(const Problem &p) {
         }
     }
     Expr energy = simplify_as_binary(Expr::from_terms(terms));
-    return ProblemEnergy{std::move(used), std::move(vars), std::move(energy)};
+    return ProblemEnergy{std::move(map.used), std::move(vars), std::move(energy)};
 }
 
 std::vector<int> file_assignment(const ProblemEnergy &pe, uint64_t n, const Sol &sol) {
