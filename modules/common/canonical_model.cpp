@@ -140,7 +140,6 @@ CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
         cc.pairs = body.merged_pairs();
         cc.allowed = c.allowed;
         cc.exponent = c.shape_exponent;
-        cc.hinge = c.shape_hinge;
         m.constraints.push_back(std::move(cc));
     }
     return m;

@@ -26,8 +26,7 @@ struct CanonicalConstraint {
     std::vector<std::pair<uint32_t, coeff_t>> lin;  // ascending variable, nonzero
     std::vector<Pair> pairs;                        // ascending (i, j), nonzero
     std::vector<std::pair<coeff_t, coeff_t>> allowed;
-    uint8_t exponent = 2;
-    uint8_t hinge = 0;
+    uint8_t exponent = 2;  // shape_hinge plays no part in pricing
 };
 
 struct CanonicalModel {

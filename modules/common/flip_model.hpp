@@ -26,7 +26,6 @@ struct FlipModel {
     // Constraints.
     std::vector<PenaltyShape<T>> shape;
     std::vector<T> b0;
-    std::vector<uint8_t> hinge;
     std::vector<uint32_t> cons_occ_start;  // constraint c owns occurrences [start[c], start[c+1])
     std::vector<uint32_t> occ_var;
     std::vector<uint32_t> occ_cons;
@@ -80,7 +79,6 @@ FlipModel<T> compile_flip_model(const CanonicalModel &m) {
         s.exponent = cc.exponent;
         f.shape.push_back(std::move(s));
         f.b0.push_back(from_coeff<T>(cc.b0));
-        f.hinge.push_back(cc.hinge);
 
         // Variables of the body in ascending order with their coefficient and partners.
         std::vector<uint32_t> vars;

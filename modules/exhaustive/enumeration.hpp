@@ -162,14 +162,6 @@ void enumerate_block_partition(const EnumerationModel<T> &m, const BlockTable<T>
 }
 
 template <class T>
-bool hard_constraints_met(const FlipModel<T> &f, const std::vector<T> &body) {
-    for (uint32_t c = 0; c < f.constraint_count(); ++c) {
-        if (f.hinge[c] == 0 && penalty_distance(f.shape[c], body[c]) != 0) return false;
-    }
-    return true;
-}
-
-template <class T>
 void enumerate_gray_partition(const EnumerationModel<T> &m, uint32_t fixed_bits, uint64_t partition,
                               PartitionCollector<T> &col, EnumerationControl<T> &ctl) {
     const uint32_t n = m.n;
@@ -212,7 +204,7 @@ void enumerate_gray_partition(const EnumerationModel<T> &m, uint32_t fixed_bits,
     auto visit = [&]() -> bool {
         if (col.wants(energy)) {
             col.offer(energy, x);
-            if (ctl.has_target && energy <= ctl.target_rel && hard_constraints_met(f, body)) {
+            if (ctl.has_target && energy <= ctl.target_rel) {
                 ctl.reached();
                 return false;
             }

@@ -74,7 +74,7 @@ public:
         s_.load(x.data());
         // The start state is always offered: even a zero time limit returns an evaluated state.
         thread_best_ = s_.energy;
-        offer(s_.x, s_.energy, feasible());
+        offer(s_.x, s_.energy);
         if (!poll() && n_ > 0) {
             sel_.attach(s_, tabu_until_, max_tenure_);
             if (breakout_) {
@@ -101,16 +101,9 @@ private:
         return false;
     }
 
-    bool feasible() const {
-        for (uint32_t c = 0; c < fm_.constraint_count(); ++c) {
-            if (fm_.hinge[c] == 0 && penalty_distance(fm_.shape[c], s_.body[c]) != 0) return false;
-        }
-        return true;
-    }
-
-    void offer(const std::vector<uint8_t> &x, const T &e, bool is_feasible) {
+    void offer(const std::vector<uint8_t> &x, const T &e) {
         pack_bits(x.data(), n_, words_.data());
-        sh_.offer(c0_ + to_coeff(e), words_.data(), words_.size(), is_feasible);
+        sh_.offer(c0_ + to_coeff(e), words_.data(), words_.size());
     }
 
     // The current state: offered if it beats the thread's best (or equals it
@@ -118,9 +111,9 @@ private:
     void note_state() {
         if (s_.energy < thread_best_) {
             thread_best_ = s_.energy;
-            offer(s_.x, s_.energy, has_target_ && s_.energy <= target_rel_ ? feasible() : false);
+            offer(s_.x, s_.energy);
         } else if (collect_equal_ && s_.energy == thread_best_) {
-            offer(s_.x, s_.energy, false);
+            offer(s_.x, s_.energy);
         }
     }
 
@@ -200,7 +193,7 @@ private:
                 ++omega;
             }
             note_state();
-            if (collect_optima_) offer(s_.x, s_.energy, false);
+            if (collect_optima_) offer(s_.x, s_.energy);
             if (omega > sched_.stagnation_optima) {
                 jump = lmax;
                 omega = 0;
@@ -325,12 +318,12 @@ private:
                     pending = false;
                 }
             } else {
-                if (collect_equal_ && s_.energy == thread_best_) offer(s_.x, s_.energy, false);
+                if (collect_equal_ && s_.energy == thread_best_) offer(s_.x, s_.energy);
                 if (++stall > stall_limit) break;
             }
         }
         if (pending) save_run_best();
-        if (collect_optima_) offer(run_best_x_, run_best_e_, false);
+        if (collect_optima_) offer(run_best_x_, run_best_e_);
     }
 
     // Flips `count` distinct variables chosen at random (a partial shuffle).

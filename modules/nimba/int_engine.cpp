@@ -28,7 +28,6 @@ struct IntModel {
     };
     std::vector<std::vector<ConsOcc>> cons_occ;
     std::vector<PenaltyShape<coeff_t>> shapes;
-    std::vector<uint8_t> hinge;
     const ModelArrays *arrays = nullptr;
 };
 
@@ -63,7 +62,6 @@ IntModel build_int_model(const ModelArrays &a) {
     for (uint32_t c = 0; c < a.constraints.size(); ++c) {
         const ConstraintRecord &r = a.constraints[c];
         m.shapes.push_back({r.weight, r.lower, r.upper, r.allowed, r.shape_exponent});
-        m.hinge.push_back(r.shape_hinge);
         std::vector<std::pair<uint32_t, IntModel::ConsOcc>> occ;
         for (size_t k = 0; k < r.vars.size(); ++k) {
             occ.push_back({constraint_literal(a, r.vars[k]).flat, {c, r.coeffs[k], false}});
@@ -289,20 +287,13 @@ private:
         }
     }
 
-    bool feasible() const {
-        for (uint32_t c = 0; c < m_.shapes.size(); ++c) {
-            if (m_.hinge[c] == 0 && penalty_distance(m_.shapes[c], body_[c]) != 0) return false;
-        }
-        return true;
-    }
-
     void offer() {
         for (uint32_t w = 0; w < words_.size(); ++w) words_[w] = 0;
         for (uint32_t i = 0; i < m_.nb; ++i) {
             if (x_[i] != 0) words_[i / 64] |= uint64_t(1) << (i % 64);
         }
         for (uint32_t k = 0; k < ints_.size(); ++k) ints_[k] = x_[m_.nb + k];
-        sh_.offer(energy_, words_.data(), words_.size(), feasible(), ints_.data(), ints_.size());
+        sh_.offer(energy_, words_.data(), words_.size(), ints_.data(), ints_.size());
     }
 
     const IntModel &m_;

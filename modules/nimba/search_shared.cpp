@@ -13,8 +13,8 @@ SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void 
     target_energy = p.target_energy;
 }
 
-void SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t words, bool feasible,
-                         const coeff_t *ints, size_t int_count) {
+void SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints,
+                         size_t int_count) {
     const double tts = clock.seconds();
     std::lock_guard<std::mutex> lock(mutex);
     list.offer(energy, bits, words, tts);
@@ -30,7 +30,7 @@ void SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t wor
         callback(callback_ctx, &rec, bits, 1, tts);
         std::free(rec.limbs);
     }
-    if (has_target && feasible && energy <= target_energy) {
+    if (has_target && energy <= target_energy) {
         target_reached.store(true);
         stop.store(true);
     }

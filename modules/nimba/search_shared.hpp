@@ -50,11 +50,11 @@ struct SearchShared {
     bool stopped() const { return stop.load(std::memory_order_relaxed); }
 
     // Records a state with its exact energy: the best (first found wins among
-    // equals), the list, the callback on a new best, and the target test;
-    // `feasible` tells whether every hard constraint (shape_hinge 0) is met.
-    // `ints` (int_count values) is given by the integer engine, null otherwise.
-    void offer(const coeff_t &energy, const uint64_t *bits, size_t words, bool feasible,
-               const coeff_t *ints = nullptr, size_t int_count = 0);
+    // equals), the list, the callback on a new best, and the target test
+    // (energy at or below the target stops the search). `ints` (int_count
+    // values) is given by the integer engine, null otherwise.
+    void offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints = nullptr,
+               size_t int_count = 0);
 };
 
 }  // namespace vexa::mod
