@@ -1,6 +1,5 @@
 #include "binary_engine.hpp"
 
-#include <cstdlib>
 #include <thread>
 
 namespace vexa::mod {
@@ -9,7 +8,7 @@ template <class T>
 void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared,
                        uint32_t threads, uint64_t seed, const SearchSchedule &schedule) {
     bool buckets = false;
-    if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm) && !std::getenv("NB_NOBUCKET");
+    if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm);
     auto body = [&](uint32_t t) {
         ElitePool<T> pool(10);  // each thread keeps its own
         const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 2 == 0);

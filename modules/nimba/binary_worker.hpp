@@ -71,7 +71,7 @@ public:
     void run() {
         std::vector<uint8_t> x(n_);
         for (uint32_t i = 0; i < n_; ++i) x[i] = rng_.next() & 1u;
-        s_.load(x.data());
+        load_state(x);
         // The start state is always offered: even a zero time limit returns an evaluated state.
         thread_best_ = s_.energy;
         offer(s_.x, s_.energy);
@@ -85,6 +85,8 @@ public:
         }
         sh_.moves.fetch_add(moves_);
         sh_.restarts.fetch_add(restarts_);
+        sh_.perturbations.fetch_add(perturbations_);
+        sh_.tabu_runs.fetch_add(tabu_runs_);
         sh_.relinks.fetch_add(relinks_);
     }
 
@@ -103,7 +105,17 @@ private:
 
     void offer(const std::vector<uint8_t> &x, const T &e) {
         pack_bits(x.data(), n_, words_.data());
-        sh_.offer(c0_ + to_coeff(e), words_.data(), words_.size());
+        const ListGate gate = sh_.offer(c0_ + to_coeff(e), words_.data(), words_.size());
+        gate_open_ = gate.open;
+        if (!gate.open) gate_cut_ = clamp_from_coeff<T>(gate.worst - c0_);
+    }
+
+    // A local optimum for the top-k list, if the list may still take it.
+    void offer_optimum(const std::vector<uint8_t> &x, const T &e, uint64_t key) {
+        if (!collect_optima_ || key == last_offered_key_) return;
+        if (!gate_open_ && !(e < gate_cut_)) return;
+        last_offered_key_ = key;
+        offer(x, e);
     }
 
     // The current state: offered if it beats the thread's best (or equals it
@@ -138,6 +150,12 @@ private:
         key_ ^= zobrist_[k];
         ++moves_;
         work_ += 64 + (fm_.adj_start[k + 1] - fm_.adj_start[k]);
+    }
+
+    void load_state(const std::vector<uint8_t> &x) {
+        s_.load(x.data());
+        key_ = state_key();
+        work_ += n_;
     }
 
     uint64_t state_key() const {
@@ -178,9 +196,9 @@ private:
                 // A long episode without progress: start over elsewhere.
                 x.resize(n_);
                 for (uint32_t i = 0; i < n_; ++i) x[i] = rng_.next() & 1u;
-                s_.load(x.data());
-                key_ = state_key();
+                load_state(x);
                 sel_.rebuild(iter_);
+                ++restarts_;
                 descend();
                 episode_best = s_.energy;
                 episode_stall = 0;
@@ -193,7 +211,7 @@ private:
                 ++omega;
             }
             note_state();
-            if (collect_optima_) offer(s_.x, s_.energy);
+            offer_optimum(s_.x, s_.energy, key_);
             if (omega > sched_.stagnation_optima) {
                 jump = lmax;
                 omega = 0;
@@ -205,7 +223,7 @@ private:
             prev_key = key_;
             prev_e = s_.energy;
             have_prev = true;
-            ++restarts_;
+            ++perturbations_;
 
             const double directed = std::max(std::exp(-static_cast<double>(omega) / sched_.stagnation_optima),
                                               sched_.directed_floor);
@@ -244,7 +262,8 @@ private:
             // or perturbation, until runs stop improving the epoch's best.
             pool_.clear();
             for (uint32_t i = 0; i < n_; ++i) x[i] = rng_.next() & 1u;
-            s_.load(x.data());
+            load_state(x);
+            ++restarts_;
             tabu_run();
             pool_.insert(run_best_x_, run_best_e_);
             std::vector<uint8_t> incumbent_x = run_best_x_;
@@ -257,12 +276,11 @@ private:
                     relink_start(a, b);
                     ++relinks_;
                 } else {
-                    s_.load(incumbent_x.data());
+                    load_state(incumbent_x);
                     perturb(strength);
                 }
                 if (poll()) break;
                 tabu_run();
-                ++restarts_;
                 pool_.insert(run_best_x_, run_best_e_);
                 if (run_best_e_ < incumbent_e) {
                     incumbent_x = run_best_x_;
@@ -281,6 +299,7 @@ private:
     // The current state is the run's best: keep it and note it.
     void save_run_best() {
         run_best_x_ = s_.x;
+        run_best_key_ = key_;
         note_state();
     }
 
@@ -296,8 +315,10 @@ private:
             hi = std::max<uint64_t>(3, n_ / 10);
         }
         sel_.rebuild(iter_);
+        ++tabu_runs_;
         run_best_e_ = s_.energy;
         run_best_x_ = s_.x;
+        run_best_key_ = key_;
         bool pending = false;
         uint64_t stall = 0;
         while (!poll()) {
@@ -323,7 +344,7 @@ private:
             }
         }
         if (pending) save_run_best();
-        if (collect_optima_) offer(run_best_x_, run_best_e_);
+        offer_optimum(run_best_x_, run_best_e_, run_best_key_);
     }
 
     // Flips `count` distinct variables chosen at random (a partial shuffle).
@@ -342,7 +363,7 @@ private:
     // Greedy walk from a toward b; the state left in s_ is the best one met
     // between a third and two thirds of the way.
     void relink_start(const std::vector<uint8_t> &a, const std::vector<uint8_t> &b) {
-        s_.load(a.data());
+        load_state(a);
         work_ += n_;
         std::vector<uint32_t> diff;
         for (uint32_t i = 0; i < n_; ++i) {
@@ -400,12 +421,16 @@ private:
     std::vector<uint32_t> order_;
     int64_t iter_ = 1;
     uint64_t work_ = 0;
-    uint64_t moves_ = 0, restarts_ = 0, relinks_ = 0;
+    uint64_t moves_ = 0, restarts_ = 0, perturbations_ = 0, tabu_runs_ = 0, relinks_ = 0;
     bool collect_equal_ = false, collect_optima_ = false, has_target_ = false;
     T target_rel_ = 0;
     T thread_best_ = 0;
     T run_best_e_ = 0;
     std::vector<uint8_t> run_best_x_;
+    uint64_t run_best_key_ = 0;
+    bool gate_open_ = true;
+    T gate_cut_ = 0;
+    uint64_t last_offered_key_ = 0;
 };
 
 }  // namespace vexa::mod

@@ -1,7 +1,6 @@
 // The exported functions of nimbasolver_cppint.so (prefix vexa_nimba_solver_).
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "binary_engine.hpp"
@@ -57,6 +56,7 @@ InfoPairs common_info(const SearchShared &sh, const char *algorithm, uint32_t th
     info.emplace_back("arithmetic", arithmetic);
     info.emplace_back("moves", std::to_string(sh.moves.load()));
     info.emplace_back("restarts", std::to_string(sh.restarts.load()));
+    info.emplace_back("perturbations", std::to_string(sh.perturbations.load()));
     info.emplace_back("target_reached", sh.target_reached.load() ? "1" : "0");
     info.emplace_back("best_time", fixed(sh.best_tts));
     info.emplace_back("search_time", fixed(sh.clock.seconds()));
@@ -104,17 +104,7 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
     SearchShared sh(p, g_callback.load(), h->wrapper);
-    SearchSchedule schedule;
-    if (const char *e = std::getenv("NB_BLS")) schedule.portfolio = std::atoi(e);
-    if (const char *e = std::getenv("NB_T")) schedule.stagnation_optima = std::atoi(e);
-    if (const char *e = std::getenv("NB_R")) schedule.restart_optima = std::atoi(e);
-    if (const char *e = std::getenv("NB_L0")) schedule.min_jump_fraction = std::atof(e);
-    if (const char *e = std::getenv("NB_LMAX")) schedule.max_jump_fraction = std::atof(e);
-    if (const char *e = std::getenv("NB_P0")) schedule.directed_floor = std::atof(e);
-    if (const char *e = std::getenv("NB_STALL_MIN")) schedule.stall_min = std::atoi(e);
-    if (const char *e = std::getenv("NB_STALL_VAR")) schedule.stall_per_var = std::atoi(e);
-    if (const char *e = std::getenv("NB_PR")) schedule.relink_probability = std::atof(e);
-    if (const char *e = std::getenv("NB_RESTART")) schedule.failed_runs_before_restart = std::atoi(e);
+    const SearchSchedule schedule;
     if (prep->machine_word) {
         run_binary_search<int64_t>(*prep->words, prep->canon.c0, sh, threads, seed, schedule);
     } else {
@@ -124,8 +114,9 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     for (const ListEntry &e : sh.list.entries) verify(h->arrays, e.energy, e.bits.data(), nullptr, "listed state");
     fill_module_solution(best, sh.best_energy, sh.best_bits.data(), sh.best_bits.size(), sh.best_tts);
 
-    InfoPairs info = common_info(sh, "tabu search + path relinking + breakout perturbation", threads, seed,
-                                 prep->machine_word ? "int64" : "bigint");
+    InfoPairs info = common_info(sh, "portfolio: breakout local search / tabu search with path relinking",
+                                 threads, seed, prep->machine_word ? "int64" : "bigint");
+    info.emplace_back("tabu_runs", std::to_string(sh.tabu_runs.load()));
     info.emplace_back("relinks", std::to_string(sh.relinks.load()));
     if (sh.list.truncated) info.emplace_back("list_truncated", "1");
     {

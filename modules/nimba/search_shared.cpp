@@ -13,12 +13,17 @@ SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void 
     target_energy = p.target_energy;
 }
 
-void SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints,
-                         size_t int_count) {
+ListGate SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints,
+                             size_t int_count) {
     const double tts = clock.seconds();
     std::lock_guard<std::mutex> lock(mutex);
     list.offer(energy, bits, words, tts);
-    if (have_best && !(energy < best_energy)) return;
+    ListGate gate;
+    if (list.mode == SolutionList::Mode::top_k && list.entries.size() >= list.limit) {
+        gate.open = false;
+        gate.worst = list.entries.back().energy;
+    }
+    if (have_best && !(energy < best_energy)) return gate;
     have_best = true;
     best_energy = energy;
     best_bits.assign(bits, bits + words);
@@ -34,6 +39,7 @@ void SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t wor
         target_reached.store(true);
         stop.store(true);
     }
+    return gate;
 }
 
 }  // namespace vexa::mod

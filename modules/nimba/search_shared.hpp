@@ -16,6 +16,13 @@
 
 namespace vexa::mod {
 
+// What a top-k list still admits: everything while it is not full, else
+// states below its last entry. Threads keep a copy to filter their offers.
+struct ListGate {
+    bool open = true;
+    coeff_t worst;
+};
+
 struct SearchShared {
     Stopwatch clock;
     double time_limit = 10.0;
@@ -33,7 +40,9 @@ struct SearchShared {
     SolutionList list;
 
     std::atomic<uint64_t> moves{0};
-    std::atomic<uint64_t> restarts{0};
+    std::atomic<uint64_t> restarts{0};       // fresh random starts
+    std::atomic<uint64_t> perturbations{0};  // breakout kicks
+    std::atomic<uint64_t> tabu_runs{0};
     std::atomic<uint64_t> relinks{0};
 
     vexa_module_callback callback = nullptr;
@@ -53,8 +62,8 @@ struct SearchShared {
     // equals), the list, the callback on a new best, and the target test
     // (energy at or below the target stops the search). `ints` (int_count
     // values) is given by the integer engine, null otherwise.
-    void offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints = nullptr,
-               size_t int_count = 0);
+    ListGate offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints = nullptr,
+                   size_t int_count = 0);
 };
 
 }  // namespace vexa::mod

@@ -137,7 +137,7 @@ TEST(ModuleExactness, ShapesNegativeWeightsAndInvertedBoundsArePricedLikeTheLibr
         {2, 0, 0, 2, {}, 2, 8},            // 2 * D^2, D = |B|
         {2, 0, 0, 1, {}, 2, 4},            // linear shape
         {-3, 0, 1, 2, {}, -3, -3},         // negative weight
-        {1, 5, 2, 2, {}, 36, 9},           // lower > upper: D = max(5 - B, 0) + max(B - 2, 0)
+        {1, 5, 0, 2, {}, 36, 25},          // lower > upper: D = max(5 - B, 0) + max(B - 0, 0)
         {1, -10, 10, 2, {{4, 5}, {-3, -2}}, 1, 4},  // allowed set: nearest interval
     };
     for (const Case &k : cases) {
