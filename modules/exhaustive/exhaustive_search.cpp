@@ -10,13 +10,8 @@ namespace vexa::mod {
 
 namespace {
 
-constexpr uint32_t kBlockBits = 12;  // the low block: 4096 states priced at once
-
-uint32_t ceil_log2(uint64_t v) {
-    uint32_t b = 0;
-    while ((uint64_t(1) << b) < v) ++b;
-    return b;
-}
+constexpr uint32_t kBlockBits = 12;     // the low block: 4096 states priced at once
+constexpr uint32_t kPartitionBits = 8;  // at most 256 partitions, shared out among the threads
 
 template <class T>
 ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &params, uint32_t threads) {
@@ -27,9 +22,10 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
     const uint32_t n = m.n;
     out.block_path = !m.flip.has_constraints() && n > 0;
     const uint32_t low = out.block_path ? std::min(n, kBlockBits) : 0;
+    // The partition count depends on n only, so that the enumeration order,
+    // and with it every tie, is the same for any thread count.
     const uint32_t rest = n - low;
-    const uint32_t want = ceil_log2(uint64_t(threads) * 8);
-    const uint32_t fixed = rest >= want + 2 ? want : 0;
+    const uint32_t fixed = rest >= 6 ? std::min<uint32_t>(kPartitionBits, rest - 4) : 0;
     const uint64_t partitions = uint64_t(1) << fixed;
     out.partitions = static_cast<uint32_t>(partitions);
 

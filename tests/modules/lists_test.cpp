@@ -3,6 +3,7 @@
 // request; every listed energy is exact.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "module_api.hpp"
@@ -124,5 +125,43 @@ TEST(SolutionLists, HeuristicListsAreDistinctExactAndOrdered) {
         EXPECT_LE(b.list.size(), bf.best_count);
         for (const ListItem &item : b.list) EXPECT_EQ(item.energy, b.energy);
         expect_distinct_exact_sorted(m, b, "best-energy seed " + std::to_string(seed));
+    }
+}
+
+TEST(SolutionLists, PartitionedEnumerationListsMatchBruteForceForAnyThreadCount) {
+    // 20 variables: the enumeration is split into partitions and merged; the
+    // lists must hold the globally best states, the same for every thread count.
+    std::mt19937_64 rng(2024);
+    RandomModelSpec spec;
+    spec.vars = 20;
+    spec.coeff_range = 4;  // many equal energies
+    const TestModel m = random_model(rng, spec);
+    std::vector<int64_t> energies;
+    for (uint64_t s = 0; s < (uint64_t(1) << 20); ++s) {
+        int64_t e = m.constant.convert_to<int64_t>();
+        for (size_t t = 0; t < m.coef1.size(); ++t) {
+            if ((s >> m.vars1[t]) & 1u) e += m.coef1[t].convert_to<int64_t>();
+        }
+        for (size_t t = 0; t < m.coef2.size(); ++t) {
+            if (((s >> m.vars2[2 * t]) & 1u) && ((s >> m.vars2[2 * t + 1]) & 1u)) e += m.coef2[t].convert_to<int64_t>();
+        }
+        energies.push_back(e);
+    }
+    std::sort(energies.begin(), energies.end());
+    const auto best_count = static_cast<size_t>(std::count(energies.begin(), energies.end(), energies[0]));
+
+    std::vector<Outcome> topk, best;
+    for (const char *threads : {"1", "2", "5"}) {
+        topk.push_back(solve(exhaustive_module(), m, {{"topk_sols", "25"}, {"threads", threads}}));
+        best.push_back(solve(exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", threads}}));
+    }
+    for (size_t r = 0; r < topk.size(); ++r) {
+        ASSERT_EQ(topk[r].list.size(), 25u);
+        for (size_t i = 0; i < 25; ++i) EXPECT_EQ(topk[r].list[i].energy, energies[i]) << "run " << r << " entry " << i;
+        expect_distinct_exact_sorted(m, topk[r], "top-k run " + std::to_string(r));
+        ASSERT_EQ(best[r].list.size(), best_count);
+        EXPECT_EQ(topk[r].bits, topk[0].bits) << "the best state does not depend on the thread count";
+        for (size_t i = 0; i < 25; ++i) EXPECT_EQ(topk[r].list[i].bits, topk[0].list[i].bits);
+        for (size_t i = 0; i < best_count; ++i) EXPECT_EQ(best[r].list[i].bits, best[0].list[i].bits);
     }
 }
