@@ -50,12 +50,26 @@ coeff_t exact_energy(const ModelArrays &a, const uint64_t *bits, const coeff_t *
         const uint32_t *vars = a.var_lists[d];
         const coeff_t *coefs = a.coef_lists[d];
         for (uint64_t t = 0; t < a.term_counts[d]; ++t) {
-            coeff_t p = coefs[t];
-            bool nonzero = true;
+            // Binary literals only select: the coefficient is added as it is
+            // when all of them are 1. Integer atoms multiply.
+            bool nonzero = true, has_int = false;
             for (size_t s = 0; s <= d && nonzero; ++s) {
-                nonzero = times_literal(a, term_literal(a, vars[t * (d + 1) + s]), bits, ints, p);
+                const Literal l = term_literal(a, vars[t * (d + 1) + s]);
+                if (l.flat < a.bin_count) {
+                    nonzero = (((bits[l.flat / 64] >> (l.flat % 64)) & 1u) != 0) != l.negated;
+                } else {
+                    has_int = true;
+                    nonzero = ints[l.flat - a.bin_count] != 0;
+                }
             }
-            if (nonzero) e += p;
+            if (!nonzero) continue;
+            if (!has_int) {
+                e += coefs[t];
+                continue;
+            }
+            coeff_t p = coefs[t];
+            for (size_t s = 0; s <= d; ++s) times_literal(a, term_literal(a, vars[t * (d + 1) + s]), bits, ints, p);
+            e += p;
         }
     }
     for (const ConstraintRecord &c : a.constraints) e += exact_penalty(c, exact_body(a, c, bits, ints));

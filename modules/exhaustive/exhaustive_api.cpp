@@ -5,10 +5,10 @@
 #include <string>
 
 #include "energy_record.hpp"
-#include "exact_energy.hpp"
 #include "exhaustive_search.hpp"
 #include "module_fatal.hpp"
 #include "module_output.hpp"
+#include "state_check.hpp"
 #include "vexa/solver_module.h"
 
 using namespace vexa;
@@ -26,14 +26,6 @@ struct ExhaustiveHandle {
 std::atomic<vexa_module_callback> g_callback{nullptr};
 
 const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p); }
-
-void verify(const ModelArrays &arrays, const coeff_t &energy, uint64_t state, const char *what) {
-    const coeff_t exact = exact_energy(arrays, &state, nullptr);
-    if (exact != energy) {
-        module_fatal(kExhaustiveTag, std::string("internal error — ") + what + " energy mismatch (enumeration " +
-                                         energy.str() + ", exact " + exact.str() + ")");
-    }
-}
 
 std::string fixed(double v) {
     char buf[64];
@@ -68,8 +60,8 @@ VEXA_API void *vexa_exhaustive_search(void *hp, ModuleSolution *best, const vexa
     const SearchParams p = parse_search_params(kExhaustiveTag, params);
     ExhaustiveOutcome out = run_exhaustive(h->arrays, p);
 
-    verify(h->arrays, out.best_energy, out.best_state, "best state");
-    for (const ListEntry &e : out.list.entries) verify(h->arrays, e.energy, e.bits[0], "listed state");
+    check_returned_states(kExhaustiveTag, h->arrays, out.best_energy, &out.best_state, nullptr, out.list.entries,
+                          out.threads);
     fill_module_solution(best, out.best_energy, &out.best_state, 1, out.best_tts);
     if (vexa_module_callback cb = g_callback.load()) {
         vexa_bigint rec{0, 0, nullptr};

@@ -40,7 +40,7 @@ struct SearchSchedule {
     uint64_t stagnation_optima = 1000;  // local optima without a new thread best before the big jump
     double directed_floor = 0.8;      // least probability of a directed perturbation
     double recency_share = 0.5;       // recency vs random among the others
-    uint64_t restart_optima = 100000;  // local optima without a new episode best before a restart
+    uint64_t restart_optima = 20000;  // local optima without a new episode best before a restart
     // Tabu search with relinking.
     uint64_t stall_min = 10000;       // steps without a new run best that end a run: max(stall_min, stall_per_var * n)
     uint64_t stall_per_var = 10;
@@ -56,7 +56,15 @@ public:
         : fm_(fm), c0_(c0), sh_(shared), pool_(pool), rng_(seed), s_(fm), sched_(schedule), breakout_(breakout) {
         n_ = fm.n;
         tabu_until_.assign(n_, 0);
-        last_move_.assign(n_, 0);
+        // Recency order: a doubly linked list of the variables, least recently moved first.
+        rec_prev_.resize(n_);
+        rec_next_.resize(n_);
+        for (uint32_t i = 0; i < n_; ++i) {
+            rec_prev_[i] = i == 0 ? n_ : i - 1;
+            rec_next_[i] = i + 1;
+        }
+        rec_head_ = 0;
+        rec_tail_ = n_ == 0 ? 0 : n_ - 1;
         words_.resize(word_count_for(n_));
         zobrist_.resize(n_);
         for (uint64_t &z : zobrist_) z = rng_.next();
@@ -137,11 +145,27 @@ private:
         sel_.set_tabu(k, iter_ + static_cast<int64_t>(std::min(tenure, max_tenure_)), iter_);
         s_.flip(k, [this](uint32_t j) { sel_.changed(j); });
         key_ ^= zobrist_[k];
-        last_move_[k] = iter_;
+        touch(k);
         ++iter_;
         sel_.advance(iter_);
         ++moves_;
         work_ += scan_cost_ + (fm_.adj_start[k + 1] - fm_.adj_start[k]);
+    }
+
+    // Moves k to the most recent end of the recency list.
+    void touch(uint32_t k) {
+        if (k == rec_tail_) return;
+        const uint32_t p = rec_prev_[k], q = rec_next_[k];
+        if (p == n_) {
+            rec_head_ = q;
+        } else {
+            rec_next_[p] = q;
+        }
+        rec_prev_[q] = p;
+        rec_prev_[k] = rec_tail_;
+        rec_next_[k] = n_;
+        rec_next_[rec_tail_] = k;
+        rec_tail_ = k;
     }
 
     // A move outside the selector's watch (the selector is rebuilt afterwards).
@@ -237,14 +261,7 @@ private:
                     if (s_.energy < thread_best_) note_state();
                 }
             } else if (rng_.unit() < sched_.recency_share) {
-                for (uint32_t m = 0; m < jump; ++m) {
-                    uint32_t k = 0;
-                    for (uint32_t i = 1; i < n_; ++i) {
-                        if (last_move_[i] < last_move_[k]) k = i;
-                    }
-                    work_ += n_;
-                    step(k, draw_tenure(3, tenure_hi));
-                }
+                for (uint32_t m = 0; m < jump; ++m) step(rec_head_, draw_tenure(3, tenure_hi));
             } else {
                 for (uint32_t m = 0; m < jump; ++m) step(static_cast<uint32_t>(rng_.below(n_)), draw_tenure(3, tenure_hi));
             }
@@ -414,7 +431,8 @@ private:
     uint64_t max_tenure_ = 16;
     uint64_t scan_cost_ = 0;
     std::vector<int64_t> tabu_until_;
-    std::vector<int64_t> last_move_;
+    std::vector<uint32_t> rec_prev_, rec_next_;  // recency list; n_ marks its ends
+    uint32_t rec_head_ = 0, rec_tail_ = 0;
     std::vector<uint64_t> zobrist_;
     uint64_t key_ = 0;
     std::vector<uint64_t> words_;

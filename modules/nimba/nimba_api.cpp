@@ -4,10 +4,10 @@
 #include <string>
 
 #include "binary_engine.hpp"
-#include "exact_energy.hpp"
 #include "int_engine.hpp"
 #include "module_fatal.hpp"
 #include "nimba_handle.hpp"
+#include "state_check.hpp"
 #include "vexa/solver_module.h"
 
 using namespace vexa;
@@ -28,17 +28,6 @@ std::shared_ptr<const PreparedModel> prepared_of(NimbaHandle *h) {
 void invalidate(NimbaHandle *h) {
     std::lock_guard<std::mutex> lock(h->mutex);
     h->prepared.reset();
-}
-
-// Every state handed back is priced again from the arrays; a difference is a
-// fault of the incremental bookkeeping and must never reach the caller.
-void verify(const ModelArrays &arrays, const coeff_t &energy, const uint64_t *bits,
-            const coeff_t *ints, const char *what) {
-    const coeff_t exact = exact_energy(arrays, bits, ints);
-    if (exact != energy) {
-        module_fatal(kNimbaTag, std::string("internal error — ") + what + " energy mismatch (search " +
-                                    energy.str() + ", exact " + exact.str() + ")");
-    }
 }
 
 std::string fixed(double v) {
@@ -110,8 +99,7 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     } else {
         run_binary_search<coeff_t>(*prep->exact, prep->canon.c0, sh, threads, seed, schedule);
     }
-    verify(h->arrays, sh.best_energy, sh.best_bits.data(), nullptr, "best state");
-    for (const ListEntry &e : sh.list.entries) verify(h->arrays, e.energy, e.bits.data(), nullptr, "listed state");
+    check_returned_states(kNimbaTag, h->arrays, sh.best_energy, sh.best_bits.data(), nullptr, sh.list.entries, threads);
     fill_module_solution(best, sh.best_energy, sh.best_bits.data(), sh.best_bits.size(), sh.best_tts);
 
     InfoPairs info = common_info(sh, "portfolio: breakout local search / tabu search with path relinking",
@@ -141,7 +129,7 @@ VEXA_API void *vexa_nimba_solver_search_int(void *hp, ModuleSolution *best, cons
             module_fatal(kNimbaTag, "internal error — integer value outside its bounds");
         }
     }
-    verify(a, sh.best_energy, sh.best_bits.data(), sh.best_ints.data(), "best state");
+    check_returned_states(kNimbaTag, a, sh.best_energy, sh.best_bits.data(), sh.best_ints.data(), {}, threads);
     fill_module_solution(best, sh.best_energy, sh.best_bits.data(), sh.best_bits.size(), sh.best_tts);
     auto *ints = static_cast<coeff_t *>(out_ints);
     for (uint32_t k = 0; k < a.int_count && ints != nullptr; ++k) ints[k] = sh.best_ints[k];
