@@ -10,16 +10,15 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
     bool buckets = false;
     if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm);
     auto body = [&](uint32_t t) {
-        ElitePool<T> pool(10);  // each thread keeps its own
         const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 2 == 0);
         if constexpr (std::is_same_v<T, int64_t>) {
             if (buckets) {
-                BinaryWorker<T, BucketSelector> worker(fm, c0, shared, pool, thread_seed(seed, t), schedule, breakout);
+                BinaryWorker<T, BucketSelector> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
                 worker.run();
                 return;
             }
         }
-        BinaryWorker<T, ScanSelector<T>> worker(fm, c0, shared, pool, thread_seed(seed, t), schedule, breakout);
+        BinaryWorker<T, ScanSelector<T>> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
         worker.run();
     };
     std::vector<std::thread> others;

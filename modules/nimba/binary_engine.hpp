@@ -1,5 +1,7 @@
 // Runs the threads of a binary search: thread 0 on the caller, the others on
-// new threads, all sharing one elite pool and one SearchShared record.
+// new threads, all sharing one SearchShared record. Even threads run breakout
+// local search, odd ones tabu search with path relinking; unconstrained int64
+// models with a small gain range use bucketed move selection.
 #pragma once
 
 #include <cstdint>

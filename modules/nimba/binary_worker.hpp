@@ -1,19 +1,20 @@
 // One search thread on a binary model, in number type T (int64_t on proven-fit
 // models, coeff_t otherwise), with move selector Sel (move_selector.hpp).
 //
-// Two strategies share the move machinery:
+// Two strategies share the move machinery (threads alternate between them):
 //   breakout local search: steepest descent to a local optimum, then a
 //     perturbation of L moves whose kind is drawn each time (directed: best
 //     non-tabu move; recency: least recently moved variable; random), L
 //     growing while the walk keeps falling back into the same optimum and
-//     jumping to a large value after a long stagnation;
-//   tabu search with path relinking: tabu runs (best admissible move, random
-//     tenure, aspiration by the run's best) that end after a stall, restarted
-//     from a relinking path between two elite states, from a perturbed
-//     incumbent, or from a random state.
-// Both feed the shared elite pool and offer every state that beats the
-// thread's own best, with its exact energy, to the shared record; the hot
-// loop never takes a lock.
+//     jumping to a large value after a long stagnation; a fresh random start
+//     when an episode stops improving;
+//   tabu search with path relinking: epochs from a random state; tabu runs
+//     (best admissible move, random tenure, aspiration by the run's best)
+//     that end after a stall, restarted from a relinking path between two
+//     states of the thread's elite pool or from a perturbed incumbent, until
+//     the runs stop improving the epoch.
+// Every state that beats the thread's own best is offered, with its exact
+// energy, to the shared record; the hot loop never takes a lock.
 #pragma once
 
 #include <algorithm>
@@ -51,9 +52,9 @@ struct SearchSchedule {
 template <class T, class Sel>
 class BinaryWorker {
 public:
-    BinaryWorker(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, ElitePool<T> &pool,
-                 uint64_t seed, const SearchSchedule &schedule, bool breakout)
-        : fm_(fm), c0_(c0), sh_(shared), pool_(pool), rng_(seed), s_(fm), sched_(schedule), breakout_(breakout) {
+    BinaryWorker(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, uint64_t seed,
+                 const SearchSchedule &schedule, bool breakout)
+        : fm_(fm), c0_(c0), sh_(shared), rng_(seed), s_(fm), sched_(schedule), breakout_(breakout) {
         n_ = fm.n;
         tabu_until_.assign(n_, 0);
         // Recency order: a doubly linked list of the variables, least recently moved first.
@@ -421,7 +422,7 @@ private:
     const FlipModel<T> &fm_;
     const coeff_t &c0_;
     SearchShared &sh_;
-    ElitePool<T> &pool_;
+    ElitePool<T> pool_{10};
     Rng rng_;
     FlipState<T> s_;
     SearchSchedule sched_;

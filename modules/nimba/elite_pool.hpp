@@ -1,10 +1,9 @@
-// A small pool of good, distinct states shared by the threads of a search:
-// the raw material of path relinking and of restarts. Full, it replaces its
-// worst entry by a better newcomer.
+// A small pool of good, distinct states, one per tabu search thread: the raw
+// material of path relinking. Full, it replaces its worst entry by a better
+// newcomer.
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "packed_bits.hpp"
@@ -27,7 +26,6 @@ public:
     // True if the state entered the pool.
     bool insert(const std::vector<uint8_t> &x, const T &energy) {
         const uint64_t h = hash_state(x);
-        std::lock_guard<std::mutex> lock(mutex_);
         for (const EliteEntry<T> &e : entries_) {
             if (e.hash == h && e.x == x) return false;
         }
@@ -44,35 +42,18 @@ public:
         return true;
     }
 
-    void clear() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        entries_.clear();
-    }
+    void clear() { entries_.clear(); }
 
-    size_t size() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return entries_.size();
-    }
+    size_t size() const { return entries_.size(); }
 
     // Copies two distinct entries chosen at random; false with fewer than two.
-    bool pick_two(Rng &rng, std::vector<uint8_t> &a, std::vector<uint8_t> &b) {
-        std::lock_guard<std::mutex> lock(mutex_);
+    bool pick_two(Rng &rng, std::vector<uint8_t> &a, std::vector<uint8_t> &b) const {
         if (entries_.size() < 2) return false;
         const size_t i = rng.below(entries_.size());
         size_t j = rng.below(entries_.size() - 1);
         if (j >= i) ++j;
         a = entries_[i].x;
         b = entries_[j].x;
-        return true;
-    }
-
-    // Copies a random entry; false when empty.
-    bool pick_one(Rng &rng, std::vector<uint8_t> &a, T &energy) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (entries_.empty()) return false;
-        const EliteEntry<T> &e = entries_[rng.below(entries_.size())];
-        a = e.x;
-        energy = e.energy;
         return true;
     }
 
@@ -83,7 +64,6 @@ private:
     }
 
     size_t capacity_;
-    std::mutex mutex_;
     std::vector<EliteEntry<T>> entries_;
 };
 
