@@ -30,5 +30,12 @@ int main(void) {
     vexa_term_destroy(ab);
     vexa_term_destroy(b);
     vexa_term_destroy(a);
+
+    /* Build and machine facts. Each answer is copied out by printf before the
+     * next call reuses the library's string. */
+    const char *keys[] = {"compilation_date", "version", "cpu_name", "cpu_threads", "total_ram", "hostname"};
+    for (size_t i = 0; i < sizeof keys / sizeof keys[0]; ++i) {
+        printf("%-16s %s\n", keys[i], vexa_const_str(keys[i]));
+    }
     return 0;
 }

@@ -82,10 +82,11 @@ private:
     bool stop_ = false;
 };
 
+// Runs body(i) for i in [0, n) with `threads` executors: serially below two,
+// otherwise on the pool (plus extra threads), whatever n is.
 template <class Body>
-void par_for_impl(uint64_t n, Body &body) {
+void run_with_threads(uint64_t n, uint32_t threads, Body &body) {
     if (n == 0) return;
-    const uint32_t threads = n < kParallelMin ? 1 : parallel_threads(n);
     if (threads < 2) {
         for (uint64_t i = 0; i < n; ++i) body(i);
         return;
@@ -104,6 +105,11 @@ void par_for_impl(uint64_t n, Body &body) {
     pool.run(plan.extra, loop);
 }
 
+template <class Body>
+void par_for_impl(uint64_t n, Body &body) {
+    run_with_threads(n, n < kParallelMin ? 1 : parallel_threads(n), body);
+}
+
 }  // namespace detail
 
 // body(i) for i in [0, n). Serial below kParallelMin items, otherwise chunks go
@@ -114,13 +120,23 @@ void par_for(uint64_t n, Body &&body) {
     detail::par_for_impl(n, body);
 }
 
+// A job of a few items (one per thread) whose size limit was tested on a
+// larger count: `threads` executors take the items, one each.
+template <class Body>
+void par_items(uint64_t items, uint32_t threads, Body &&body) {
+    detail::run_with_threads(items, threads, body);
+}
+
 // The fresh-thread pattern of the multiplying and evaluating loops: `threads`
-// new threads share min(4 * threads, len) chunks through one counter, and the
-// caller only joins. fn(thread_index, begin, end) is called per chunk.
+// new threads share fresh_chunk_count(threads, len) chunks through one
+// counter, and the caller only joins. fn(thread, chunk, begin, end) is called
+// once per chunk.
+inline uint64_t fresh_chunk_count(uint32_t threads, uint64_t len) { return std::min<uint64_t>(4ull * threads, len); }
+
 template <class Fn>
 void run_on_fresh_threads(uint32_t threads, uint64_t len, Fn &&fn) {
     if (len == 0) return;
-    const uint64_t chunks = std::min<uint64_t>(4ull * threads, len);
+    const uint64_t chunks = fresh_chunk_count(threads, len);
     const uint64_t chunk_size = (len + chunks - 1) / chunks;
     std::atomic<uint64_t> next{0};
     std::vector<std::thread> pool;
@@ -130,7 +146,7 @@ void run_on_fresh_threads(uint32_t threads, uint64_t len, Fn &&fn) {
             for (;;) {
                 const uint64_t c = next.fetch_add(1, std::memory_order_relaxed);
                 if (c >= chunks) return;
-                fn(t, c * chunk_size, std::min(len, (c + 1) * chunk_size));
+                fn(t, c, c * chunk_size, std::min(len, (c + 1) * chunk_size));
             }
         });
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vexa {
 
@@ -15,10 +16,12 @@ std::string &text_buffer() {
     return buffer;
 }
 
+// Copies the text into the function's buffer, reusing its storage, so that
+// an earlier answer of the same function on this thread shows the new text.
 template <class Tag>
-const char *keep_text(std::string text) {
+const char *keep_text(std::string_view text) {
     std::string &buffer = text_buffer<Tag>();
-    buffer = std::move(text);
+    buffer.assign(text);
     return buffer.c_str();
 }
 

@@ -1,4 +1,12 @@
 list(APPEND VEXA_SOURCES
   expr/term_api.cpp
+  expr/term_buffer.cpp
+  expr/expr.cpp
+  expr/expr_api.cpp
+  expr/product.cpp
+  expr/merge.cpp
+  expr/simplify.cpp
+  expr/spin.cpp
+  expr/eval.cpp
   expr/text.cpp
 )

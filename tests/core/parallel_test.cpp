@@ -148,7 +148,7 @@ TEST(FreshThreads, EveryChunkRunsOnceAndTheCallerOnlyJoins) {
     std::vector<std::atomic<int>> hits(1'001);
     std::mutex m;
     std::set<uint32_t> thread_indices;
-    run_on_fresh_threads(3, hits.size(), [&](uint32_t t, uint64_t b, uint64_t e) {
+    run_on_fresh_threads(3, hits.size(), [&](uint32_t t, uint64_t, uint64_t b, uint64_t e) {
         {
             std::lock_guard<std::mutex> lock(m);
             thread_indices.insert(t);

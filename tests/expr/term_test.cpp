@@ -6,6 +6,7 @@
 #include "support/bigint_util.hpp"
 #include "vexa/term.h"
 #include "vexa/var.h"
+#include "support/var_fixture.hpp"
 
 using namespace vexa;
 using test::In;
@@ -25,16 +26,7 @@ coeff_t coeff_of(const TermImpl *t) {
     return out.value();
 }
 
-class Terms : public ::testing::Test {
-protected:
-    void SetUp() override {
-        vexa_var_reset();
-        x = vexa_new_var("x");
-        y = vexa_new_var("y");
-        z = vexa_new_var("z");
-    }
-    uint32_t x = 0, y = 0, z = 0;
-};
+class Terms : public test::ThreeVars {};
 
 TEST_F(Terms, CreationKeepsSlotsInArgumentOrder) {
     TermPtr t(vexa_term_create_var_var(&In(3), y, x));

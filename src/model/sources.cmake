@@ -1,0 +1,6 @@
+list(APPEND VEXA_SOURCES
+  model/model.cpp
+  model/model_api.cpp
+  model/sol.cpp
+  model/sol_api.cpp
+)
