@@ -397,11 +397,20 @@ private:
         size_t best_step = lo;
         T best_e = 0;
         for (size_t st = 1; st <= hi; ++st) {
-            size_t pick = 0;
-            for (size_t q = 1; q < diff.size(); ++q) {
-                if (s_.gain[diff[q]] < s_.gain[diff[pick]] ||
-                    (s_.gain[diff[q]] == s_.gain[diff[pick]] && (rng_.next() & 1u))) {
-                    pick = q;
+            // The best remaining move; on long paths the best of a random sample,
+            // so that a path costs O(d) rather than O(d^2).
+            size_t pick = rng_.below(diff.size());
+            if (diff.size() <= kRelinkFullScan) {
+                for (size_t q = 0; q < diff.size(); ++q) {
+                    if (s_.gain[diff[q]] < s_.gain[diff[pick]] ||
+                        (s_.gain[diff[q]] == s_.gain[diff[pick]] && (rng_.next() & 1u))) {
+                        pick = q;
+                    }
+                }
+            } else {
+                for (size_t c = 0; c < kRelinkSample; ++c) {
+                    const size_t q = rng_.below(diff.size());
+                    if (s_.gain[diff[q]] < s_.gain[diff[pick]]) pick = q;
                 }
             }
             const uint32_t v = diff[pick];
@@ -409,7 +418,7 @@ private:
             diff.pop_back();
             quiet_flip(v);
             path.push_back(v);
-            work_ += diff.size();
+            work_ += std::min<size_t>(diff.size(), kRelinkFullScan);
             if (st >= lo && (st == lo || s_.energy < best_e)) {
                 best_e = s_.energy;
                 best_step = st;
@@ -418,6 +427,9 @@ private:
         for (size_t st = path.size(); st > best_step; --st) quiet_flip(path[st - 1]);
         for (uint32_t v : path) tabu_until_[v] = 0;
     }
+
+    static constexpr size_t kRelinkFullScan = 2048;
+    static constexpr size_t kRelinkSample = 64;
 
     const FlipModel<T> &fm_;
     const coeff_t &c0_;
