@@ -12,6 +12,12 @@ extern "C" {
  * always "cppint" in this build. Static string. */
 VEXA_API const char *vexa_expr_solver_type(const ExprImpl *expr);
 
+/* A user callback of the native integer search. event 0: the start state,
+ * before any search thread; 1: a new best solution; 2: the timer fired. The
+ * callee owns sol and destroys it. A positive result sets the timer to that
+ * many seconds, zero turns it off, a negative result or NaN leaves it. */
+typedef double (*vexa_search_callback)(void *ctx, Sol *sol, uint32_t event);
+
 /* ---- heuristic solver (NimbaSolver) ---- */
 /* Takes a new reference on the model; caller owns the wrapper. */
 VEXA_API vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *m);

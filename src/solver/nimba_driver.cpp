@@ -1,0 +1,186 @@
+// NimbaSolver: binary models go to the heuristic module of their variant
+// word; models with integer variables are searched in the library, or by the
+// module's unified engine when VEXA_INT_UNIFIED asks for it.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/fatal.hpp"
+#include "model/model.hpp"
+#include "solver/int_search.hpp"
+#include "solver/module_wiring.hpp"
+#include "solver/modules.hpp"
+#include "solver/params.hpp"
+#include "solver/result.hpp"
+#include "solver/unified.hpp"
+#include "solver/variant.hpp"
+#include "vexa/solver.h"
+
+using namespace vexa;
+
+struct vexa_nimba_solver_wrapper {
+    std::shared_ptr<ModelImpl> model;
+    std::string variant;
+    std::vector<uint64_t> term_counts;
+    std::vector<const uint32_t *> var_lists;
+    std::vector<std::vector<uint8_t>> coef_bufs;
+    std::vector<const void *> coef_lists;
+    std::vector<uint8_t> constant_buf;
+    bool int_model = false;
+    void *handle = nullptr;
+};
+
+namespace {
+
+const char *kShapeMissing =
+    "NimbaSolver: this solver .so predates vexa::abs/relu (missing vexa_nimba_solver_set_cons_shape) \xe2\x80\x94 "
+    "update the solver .so.";
+
+// The variant word of a model, from the magnitudes of its coefficients.
+std::string model_variant(const ModelImpl &m) {
+    CoeffMagnitudes mag;
+    mag.add(m.constant);
+    for (uint32_t d = 1; d <= m.max_degree; ++d) {
+        for (const coeff_t &c : m.term_coeffs[d - 1]) mag.add(c);
+    }
+    mag.finish();
+    return variant_for(mag);
+}
+
+// The constant a module receives: the model's own for "cppint", else the
+// converted copy.
+const void *module_constant(const vexa_nimba_solver_wrapper &w) {
+    return w.constant_buf.empty() ? static_cast<const void *>(&w.model->constant) : w.constant_buf.data();
+}
+
+void pass_constraints(vexa_nimba_solver_wrapper &w, const NimbaModuleTable &t) {
+    const ModelImpl &m = *w.model;
+    if (m.native_constraints.empty()) return;
+    if (any_shaped(m) && t.set_cons_shape == nullptr) fatal(kShapeMissing);
+    if (t.add_constraint == nullptr) {
+        fatal("NimbaSolver: nimbasolver_" + w.variant + ".so does not support native constraints (rebuild it)");
+    }
+    for (const NativeConstraint &c : m.native_constraints) {
+        if (!c.quad_coeffs.empty()) {
+            if (t.add_constraint_nl == nullptr) {
+                fatal("NimbaSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it, "
+                      "or use a linear constraint body)");
+            }
+            call_add_constraint_nl(t.add_constraint_nl, w.handle, c, c.vars.data());
+        } else if (!c.allowed.empty()) {
+            if (t.add_constraint_set == nullptr) {
+                fatal("NimbaSolver: this solver .so does not support allowed-value set constraints (equal{...}); "
+                      "rebuild it");
+            }
+            call_add_constraint_set(t.add_constraint_set, w.handle, c, c.vars.data());
+        } else {
+            call_add_constraint(t.add_constraint, w.handle, c, c.vars.data());
+        }
+        if (!plain_shape(c)) t.set_cons_shape(w.handle, c.shape_exponent, c.shape_hinge);
+    }
+}
+
+nimba_solver_result *search_integer(vexa_nimba_solver_wrapper *w, const vexa_param *params,
+                                    const uint64_t *hint_bits, const coeff_t *hint_ints, uint64_t hint_int_count) {
+    const ModelImpl &m = *w->model;
+    if (hint_bits == nullptr && unified_requested() && unified_applicable(params, m, w->variant)) {
+        return nimba_unified_search(m, w->variant, params);
+    }
+    IntSearchOpts opts;
+    opts.solver_name = "NimbaSolver";
+    opts.model = w->model;
+    return nimba_int_search(m, opts, params, hint_bits, hint_ints, hint_int_count);
+}
+
+}  // namespace
+
+extern "C" {
+
+vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *model_handle) {
+    auto w = std::make_unique<vexa_nimba_solver_wrapper>();
+    w->model = model_handle->ref;
+    const ModelImpl &m = *w->model;
+    if (!m.int_atoms.empty()) {
+        if (m.has_remainder) {
+            fatal("NimbaSolver: internal error \xe2\x80\x94 a free-form remainder with integer variables should have "
+                  "been rejected at Model.");
+        }
+        w->int_model = true;
+        return w.release();
+    }
+    w->variant = model_variant(m);
+    const VariantWidths widths = variant_widths(w->variant).value_or(VariantWidths{0, 0});
+    for (uint32_t d = 1; d <= m.max_degree; ++d) {
+        w->term_counts.push_back(m.term_counts[d - 1]);
+        w->var_lists.push_back(m.term_vars[d - 1].data());
+        if (widths.coeff_bytes == 0) {
+            w->coef_lists.push_back(m.term_coeffs[d - 1].data());
+            continue;
+        }
+        std::vector<uint8_t> &buf = w->coef_bufs.emplace_back(m.term_counts[d - 1] * widths.coeff_bytes);
+        for (uint64_t i = 0; i < m.term_counts[d - 1]; ++i) {
+            store_narrow(m.term_coeffs[d - 1][i], widths.coeff_bytes, buf.data() + i * widths.coeff_bytes);
+        }
+        w->coef_lists.push_back(buf.data());
+    }
+    if (widths.energy_bytes != 0) {
+        w->constant_buf.resize(widths.energy_bytes);
+        store_narrow(m.constant, widths.energy_bytes, w->constant_buf.data());
+    }
+    NimbaModuleTable &t = nimba_module(w->variant.c_str());
+    register_nimba_callback_once(w->variant, t);
+    w->handle = t.create(nullptr, static_cast<uint32_t>(m.var_count()), m.max_degree, module_constant(*w),
+                         w->term_counts.data(), w->var_lists.data(), w->coef_lists.data());
+    pass_constraints(*w, t);
+    if (m.has_remainder) {
+        if (t.set_remainder == nullptr) {
+            fatal("NimbaSolver: this solver .so does not support free-form penalty constraints (rebuild it)");
+        }
+        call_set_remainder(t.set_remainder, w->handle, m);
+    }
+    return w.release();
+}
+
+void vexa_nimba_solver_wrapper_destroy(vexa_nimba_solver_wrapper *w) {
+    if (w == nullptr) return;
+    if (w->handle != nullptr) nimba_module(w->variant.c_str()).destroy(w->handle);
+    delete w;
+}
+
+nimba_solver_result *vexa_nimba_solver_wrapper_search(vexa_nimba_solver_wrapper *w, const vexa_param *params,
+                                                      void *hint) {
+    if (w->int_model) {
+        if (hint != nullptr) {
+            fatal("NimbaSolver: hint on a native integer model requires the int-aware search path (update the vexa "
+                  "header).");
+        }
+        return search_integer(w, params, nullptr, nullptr, 0);
+    }
+    const ModelImpl &m = *w->model;
+    const NimbaModuleTable &t = nimba_module(w->variant.c_str());
+    const uint32_t bin_count = static_cast<uint32_t>(m.var_count());
+    const ModuleParams list = ModuleParams::with_time_limit(params, false);
+    ModuleSolutionBox best(bin_count);
+    const double start = monotonic_seconds();
+    void *sols = t.search(w->handle, best.get(), list.data(), hint);
+    const double run_time = monotonic_seconds() - start;
+    auto r = std::make_unique<nimba_solver_result>();
+    r->energy = best.energy();
+    r->tts = best.tts();
+    r->scale = m.scale;
+    r->bits = best.bits();
+    take_module_list(*r, t, sols, bin_count);
+    r->info.emplace_back("run_time", seconds_text(run_time));
+    take_module_info(*r, t, w->handle);
+    add_machine_pairs(*r);
+    return r.release();
+}
+
+nimba_solver_result *vexa_nimba_solver_wrapper_search_int(vexa_nimba_solver_wrapper *w, const vexa_param *params,
+                                                          const uint64_t *hint_bits, const void *hint_ints,
+                                                          uint64_t hint_int_count) {
+    if (!w->int_model) fatal("NimbaSolver: search_int called on a binary model.");
+    return search_integer(w, params, hint_bits, static_cast<const coeff_t *>(hint_ints), hint_int_count);
+}
+
+}  // extern "C"
