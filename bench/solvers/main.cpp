@@ -3,7 +3,10 @@
 //
 //   bench_solvers [--time-limit S] [--threads N] [--seed S] [--filter A,B]
 //                 [--bench-dir DIR] [--module-dir DIR] [--no-target]
-//                 [--exhaustive N] [--exhaustive-only] [--verbose]
+//                 [--exhaustive N] [--exhaustive-only] [--verbose] [--direct]
+//
+// Searches go through the library (expression, model, solver wrapper), which
+// opens the modules beside it; --direct calls the module files instead.
 //
 // By default each instance runs with the best known energy as target, so a
 // run ends as soon as it is reached; tts is the time to the returned state.
@@ -20,6 +23,7 @@
 #include "best_known.hpp"
 #include "flat_model.hpp"
 #include "instance_reader.hpp"
+#include "library_client.hpp"
 #include "module_client.hpp"
 #include "report.hpp"
 
@@ -38,6 +42,7 @@ struct Options {
     uint32_t exhaustive_vars = 0;
     bool heuristic = true;
     bool verbose = false;
+    bool direct = false;
 };
 
 std::string exe_dir() {
@@ -81,6 +86,8 @@ Options parse(int argc, char **argv) {
             o.exhaustive_vars = static_cast<uint32_t>(std::stoul(next()));
         } else if (a == "--verbose") {
             o.verbose = true;
+        } else if (a == "--direct") {
+            o.direct = true;
         } else if (a == "--exhaustive-only") {
             o.heuristic = false;
         } else {
@@ -111,19 +118,23 @@ std::string info_value(const ModuleRun &r, const std::string &key) {
 
 void run_heuristic(const Options &o) {
     const auto table = read_best_known(o.bench_dir + "/best_known.csv");
-    ModuleClient client(o.module_dir + "nimbasolver_cppint.so", Family::heuristic);
-    std::printf("heuristic module: time limit %.2f s, %u threads, seed %llu, target %s\n", o.time_limit, o.threads,
+    ModuleClient client = o.direct ? ModuleClient(o.module_dir + "nimbasolver_cppint.so", Family::heuristic)
+                                   : ModuleClient();
+    std::printf("heuristic module (%s): time limit %.2f s, %u threads, seed %llu, target %s\n",
+                o.direct ? "direct" : "through the library", o.time_limit, o.threads,
                 static_cast<unsigned long long>(o.seed), o.target ? "best known" : "none");
     print_header();
     std::vector<Row> rows;
     for (const InstanceEntry &e : table) {
         if (!selected(o, e.name)) continue;
-        const FlatModel model = flatten(read_instance(o.bench_dir + "/" + e.file, e.kind));
+        const Qubo qubo = read_instance(o.bench_dir + "/" + e.file, e.kind);
+        const FlatModel model = flatten(qubo);
         TextPairs params = {{"time_limit", std::to_string(o.time_limit)},
                             {"threads", std::to_string(o.threads)},
                             {"seed", std::to_string(o.seed)}};
         if (o.target) params.emplace_back("target_energy", std::to_string(e.best_known));
-        const ModuleRun run = client.solve(model, params);
+        const ModuleRun run =
+            o.direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
         Row r;
         r.name = e.name;
         r.group = group_of(e.name);
@@ -146,7 +157,7 @@ void run_heuristic(const Options &o) {
 }
 
 // A dense model of n variables, coefficients uniform in [-100, 100].
-FlatModel dense_random(uint32_t n, uint64_t seed) {
+Qubo dense_random(uint32_t n, uint64_t seed) {
     std::mt19937_64 rng(seed);
     std::uniform_int_distribution<int64_t> coef(-100, 100);
     Qubo q;
@@ -155,13 +166,16 @@ FlatModel dense_random(uint32_t n, uint64_t seed) {
         q.linear[i] = coef(rng);
         for (uint32_t j = i + 1; j < n; ++j) q.quadratic[{i, j}] = coef(rng);
     }
-    return flatten(q);
+    return q;
 }
 
 void run_exhaustive(const Options &o) {
-    ModuleClient client(o.module_dir + "exhaustive_cppint.so", Family::exhaustive);
-    const FlatModel model = dense_random(o.exhaustive_vars, o.seed);
-    const ModuleRun run = client.solve(model, {{"threads", std::to_string(o.threads)}});
+    const Qubo qubo = dense_random(o.exhaustive_vars, o.seed);
+    const FlatModel model = flatten(qubo);
+    const TextPairs params = {{"threads", std::to_string(o.threads)}};
+    const ModuleRun run = o.direct ? ModuleClient(o.module_dir + "exhaustive_cppint.so", Family::exhaustive)
+                                         .solve(model, params)
+                                   : solve_through_library(qubo, params, Family::exhaustive);
     const double states = std::strtod(info_value(run, "states").c_str(), nullptr);
     std::printf("\nexhaustive module: dense random model, %u variables, seed %llu, %u threads\n", model.var_count,
                 static_cast<unsigned long long>(o.seed), o.threads);

@@ -26,13 +26,14 @@ enum class Family { heuristic, exhaustive };
 
 class ModuleClient {
 public:
+    ModuleClient() = default;  // unusable: for runs that go through the library
     // Exits with a message if the file or a symbol is missing.
     ModuleClient(const std::string &path, Family family);
 
     ModuleRun solve(const FlatModel &model, const TextPairs &params) const;
 
 private:
-    Family family_;
+    Family family_ = Family::heuristic;
     void *create_ = nullptr, *search_ = nullptr;
     vexa_module_destroy_fn destroy_ = nullptr;
     vexa_get_info_fn get_info_ = nullptr;
