@@ -1,0 +1,199 @@
+// Benchmark of the solver modules on Beasley QUBO and G-set Max-Cut
+// instances, and of the exhaustive module on a dense random model.
+//
+//   bench_solvers [--time-limit S] [--threads N] [--seed S] [--filter A,B]
+//                 [--bench-dir DIR] [--module-dir DIR] [--no-target]
+//                 [--exhaustive N] [--exhaustive-only] [--verbose] [--direct]
+//
+// Searches go through the library (expression, model, solver wrapper), which
+// opens the modules beside it; --direct calls the module files instead.
+//
+// By default each instance runs with the best known energy as target, so a
+// run ends as soon as it is reached; tts is the time to the returned state.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "best_known.hpp"
+#include "flat_model.hpp"
+#include "instance_reader.hpp"
+#include "library_client.hpp"
+#include "module_client.hpp"
+#include "report.hpp"
+
+using namespace bench;
+
+namespace {
+
+struct Options {
+    double time_limit = 10.0;
+    uint32_t threads = 2;
+    uint64_t seed = 1;
+    std::vector<std::string> filters;
+    std::string bench_dir = "/work/shared/bench";
+    std::string module_dir;
+    bool target = true;
+    uint32_t exhaustive_vars = 0;
+    bool heuristic = true;
+    bool verbose = false;
+    bool direct = false;
+};
+
+std::string exe_dir() {
+    char buf[4096];
+    const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
+    if (n <= 0) return "./";
+    std::string p(buf, static_cast<size_t>(n));
+    return p.substr(0, p.rfind('/') + 1);
+}
+
+Options parse(int argc, char **argv) {
+    Options o;
+    o.module_dir = exe_dir();
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto next = [&]() -> std::string {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "bench: %s needs a value\n", a.c_str());
+                std::exit(2);
+            }
+            return argv[++i];
+        };
+        if (a == "--time-limit") {
+            o.time_limit = std::stod(next());
+        } else if (a == "--threads") {
+            o.threads = static_cast<uint32_t>(std::stoul(next()));
+        } else if (a == "--seed") {
+            o.seed = std::stoull(next());
+        } else if (a == "--filter") {
+            std::stringstream ss(next());
+            std::string f;
+            while (std::getline(ss, f, ',')) o.filters.push_back(f);
+        } else if (a == "--bench-dir") {
+            o.bench_dir = next();
+        } else if (a == "--module-dir") {
+            o.module_dir = next();
+            if (o.module_dir.back() != '/') o.module_dir += '/';
+        } else if (a == "--no-target") {
+            o.target = false;
+        } else if (a == "--exhaustive") {
+            o.exhaustive_vars = static_cast<uint32_t>(std::stoul(next()));
+        } else if (a == "--verbose") {
+            o.verbose = true;
+        } else if (a == "--direct") {
+            o.direct = true;
+        } else if (a == "--exhaustive-only") {
+            o.heuristic = false;
+        } else {
+            std::fprintf(stderr, "bench: unknown option %s\n", a.c_str());
+            std::exit(2);
+        }
+    }
+    return o;
+}
+
+// Filters match instance names exactly or as a prefix followed by '_'
+// ("bqp50" selects bqp50_1..10, "G1" selects only G1).
+bool selected(const Options &o, const std::string &name) {
+    if (o.filters.empty()) return true;
+    for (const std::string &f : o.filters) {
+        if (name == f || name.rfind(f + "_", 0) == 0) return true;
+        if (f == "gset" && group_of(name) == "gset") return true;
+    }
+    return false;
+}
+
+std::string info_value(const ModuleRun &r, const std::string &key) {
+    for (const auto &[k, v] : r.info) {
+        if (k == key) return v;
+    }
+    return "";
+}
+
+void run_heuristic(const Options &o) {
+    const auto table = read_best_known(o.bench_dir + "/best_known.csv");
+    ModuleClient client = o.direct ? ModuleClient(o.module_dir + "nimbasolver_cppint.so", Family::heuristic)
+                                   : ModuleClient();
+    std::printf("heuristic module (%s): time limit %.2f s, %u threads, seed %llu, target %s\n",
+                o.direct ? "direct" : "through the library", o.time_limit, o.threads,
+                static_cast<unsigned long long>(o.seed), o.target ? "best known" : "none");
+    print_header();
+    std::vector<Row> rows;
+    for (const InstanceEntry &e : table) {
+        if (!selected(o, e.name)) continue;
+        const Qubo qubo = read_instance(o.bench_dir + "/" + e.file, e.kind);
+        const FlatModel model = flatten(qubo);
+        TextPairs params = {{"time_limit", std::to_string(o.time_limit)},
+                            {"threads", std::to_string(o.threads)},
+                            {"seed", std::to_string(o.seed)}};
+        if (o.target) params.emplace_back("target_energy", std::to_string(e.best_known));
+        const ModuleRun run =
+            o.direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
+        Row r;
+        r.name = e.name;
+        r.group = group_of(e.name);
+        r.vars = model.var_count;
+        r.energy = run.energy.convert_to<int64_t>();
+        r.best_known = e.best_known;
+        r.gap_percent = 100.0 * static_cast<double>(r.energy - r.best_known) /
+                        static_cast<double>(r.best_known < 0 ? -r.best_known : r.best_known);
+        r.tts = run.tts;
+        r.wall = run.wall;
+        r.seed = o.seed;
+        r.arithmetic = info_value(run, "arithmetic");
+        print_row(r);
+        if (o.verbose) {
+            for (const auto &[k, v] : run.info) std::printf("    %s = %s\n", k.c_str(), v.c_str());
+        }
+        rows.push_back(r);
+    }
+    print_summary(rows);
+}
+
+// A dense model of n variables, coefficients uniform in [-100, 100].
+Qubo dense_random(uint32_t n, uint64_t seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_int_distribution<int64_t> coef(-100, 100);
+    Qubo q;
+    q.n = n;
+    for (uint32_t i = 0; i < n; ++i) {
+        q.linear[i] = coef(rng);
+        for (uint32_t j = i + 1; j < n; ++j) q.quadratic[{i, j}] = coef(rng);
+    }
+    return q;
+}
+
+void run_exhaustive(const Options &o) {
+    const Qubo qubo = dense_random(o.exhaustive_vars, o.seed);
+    const FlatModel model = flatten(qubo);
+    const TextPairs params = {{"threads", std::to_string(o.threads)}};
+    const ModuleRun run = o.direct ? ModuleClient(o.module_dir + "exhaustive_cppint.so", Family::exhaustive)
+                                         .solve(model, params)
+                                   : solve_through_library(qubo, params, Family::exhaustive);
+    const double states = std::strtod(info_value(run, "states").c_str(), nullptr);
+    std::printf("\nexhaustive module: dense random model, %u variables, seed %llu, %u threads\n", model.var_count,
+                static_cast<unsigned long long>(o.seed), o.threads);
+    std::printf("  best energy %s, states %.0f, complete %s, wall %.3f s, %.3g states/s, path %s\n",
+                run.energy.str().c_str(), states, info_value(run, "complete").c_str(), run.wall,
+                states / run.wall, info_value(run, "algorithm").c_str());
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    const Options o = parse(argc, argv);
+    try {
+        if (o.heuristic) run_heuristic(o);
+        if (o.exhaustive_vars > 0) run_exhaustive(o);
+    } catch (const std::exception &ex) {
+        std::fprintf(stderr, "bench: %s\n", ex.what());
+        return 2;
+    }
+    return 0;
+}

@@ -1,0 +1,25 @@
+// The reference energy of an assignment, computed from the arrays exactly as
+// the library prices a solution: constant, every term in array order, then the
+// penalty of each native constraint on its freshly computed body. Every
+// energy a module returns is checked against this.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "model_arrays.hpp"
+
+namespace vexa::mod {
+
+// `bits`: bit i of word i/64 is binary variable i. `ints`: int_count values
+// (may be null when there are none).
+coeff_t exact_energy(const ModelArrays &arrays, const uint64_t *bits, const coeff_t *ints);
+
+// The body of constraint c for the same assignment.
+coeff_t exact_body(const ModelArrays &arrays, const ConstraintRecord &c, const uint64_t *bits,
+                   const coeff_t *ints);
+
+// The penalty of a constraint at a body value.
+coeff_t exact_penalty(const ConstraintRecord &c, const coeff_t &body);
+
+}  // namespace vexa::mod

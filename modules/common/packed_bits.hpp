@@ -1,0 +1,39 @@
+// Assignments as packed words: bit i of word i/64 is variable i.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace vexa::mod {
+
+inline uint32_t word_count_for(uint32_t n) { return (n + 63) / 64; }
+
+inline void pack_bits(const uint8_t *x, uint32_t n, uint64_t *words) {
+    const uint32_t wc = word_count_for(n);
+    for (uint32_t w = 0; w < wc; ++w) words[w] = 0;
+    for (uint32_t i = 0; i < n; ++i) {
+        if (x[i]) words[i / 64] |= uint64_t(1) << (i % 64);
+    }
+}
+
+inline std::vector<uint64_t> packed(const uint8_t *x, uint32_t n) {
+    std::vector<uint64_t> words(word_count_for(n));
+    pack_bits(x, n, words.data());
+    return words;
+}
+
+inline void unpack_bits(const uint64_t *words, uint32_t n, uint8_t *x) {
+    for (uint32_t i = 0; i < n; ++i) x[i] = (words[i / 64] >> (i % 64)) & 1u;
+}
+
+inline uint64_t hash_words(const uint64_t *words, size_t count) {
+    uint64_t h = 0x243F6A8885A308D3ull ^ count;
+    for (size_t i = 0; i < count; ++i) {
+        h ^= words[i] + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
+        h *= 0xFF51AFD7ED558CCDull;
+        h ^= h >> 33;
+    }
+    return h;
+}
+
+}  // namespace vexa::mod

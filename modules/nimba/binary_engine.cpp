@@ -1,0 +1,35 @@
+#include "binary_engine.hpp"
+
+#include <thread>
+
+namespace vexa::mod {
+
+template <class T>
+void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared,
+                       uint32_t threads, uint64_t seed, const SearchSchedule &schedule) {
+    bool buckets = false;
+    if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm);
+    auto body = [&](uint32_t t) {
+        const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 2 == 0);
+        if constexpr (std::is_same_v<T, int64_t>) {
+            if (buckets) {
+                BinaryWorker<T, BucketSelector> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
+                worker.run();
+                return;
+            }
+        }
+        BinaryWorker<T, ScanSelector<T>> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
+        worker.run();
+    };
+    std::vector<std::thread> others;
+    for (uint32_t t = 1; t < threads; ++t) others.emplace_back(body, t);
+    body(0);
+    for (std::thread &th : others) th.join();
+}
+
+template void run_binary_search<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
+                                         uint32_t, uint64_t, const SearchSchedule &);
+template void run_binary_search<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &,
+                                         uint32_t, uint64_t, const SearchSchedule &);
+
+}  // namespace vexa::mod

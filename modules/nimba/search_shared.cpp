@@ -1,0 +1,45 @@
+#include "search_shared.hpp"
+
+#include <cstdlib>
+
+#include "energy_record.hpp"
+
+namespace vexa::mod {
+
+SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx)
+    : list(SolutionList::for_params(p)), callback(cb), callback_ctx(cb_ctx) {
+    time_limit = p.has_time_limit ? p.time_limit : 10.0;
+    has_target = p.has_target;
+    target_energy = p.target_energy;
+}
+
+ListGate SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints,
+                             size_t int_count) {
+    const double tts = clock.seconds();
+    std::lock_guard<std::mutex> lock(mutex);
+    list.offer(energy, bits, words, tts);
+    ListGate gate;
+    if (list.mode == SolutionList::Mode::top_k && list.entries.size() >= list.limit) {
+        gate.open = false;
+        gate.worst = list.entries.back().energy;
+    }
+    if (have_best && !(energy < best_energy)) return gate;
+    have_best = true;
+    best_energy = energy;
+    best_bits.assign(bits, bits + words);
+    if (ints != nullptr) best_ints.assign(ints, ints + int_count);
+    best_tts = tts;
+    if (callback != nullptr) {
+        vexa_bigint rec{0, 0, nullptr};
+        coeff_to_out_record(energy, &rec);
+        callback(callback_ctx, &rec, bits, 1, tts);
+        std::free(rec.limbs);
+    }
+    if (has_target && energy <= target_energy) {
+        target_reached.store(true);
+        stop.store(true);
+    }
+    return gate;
+}
+
+}  // namespace vexa::mod

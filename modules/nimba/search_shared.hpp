@@ -1,0 +1,69 @@
+// What the threads of one search share: the stop flag and clock, the best
+// state with its exact energy, the solution list, counters and the user's
+// callback. Every write of the best and the list happens under `mutex`.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "core/coeff.hpp"
+#include "search_params.hpp"
+#include "solution_list.hpp"
+#include "stopwatch.hpp"
+#include "vexa/solver_module.h"
+
+namespace vexa::mod {
+
+// What a top-k list still admits: everything while it is not full, else
+// states below its last entry. Threads keep a copy to filter their offers.
+struct ListGate {
+    bool open = true;
+    coeff_t worst;
+};
+
+struct SearchShared {
+    Stopwatch clock;
+    double time_limit = 10.0;
+    bool has_target = false;
+    coeff_t target_energy;
+    std::atomic<bool> stop{false};
+    std::atomic<bool> target_reached{false};
+
+    std::mutex mutex;
+    bool have_best = false;
+    coeff_t best_energy;
+    std::vector<uint64_t> best_bits;
+    std::vector<coeff_t> best_ints;  // integer handles only
+    double best_tts = 0.0;
+    SolutionList list;
+
+    std::atomic<uint64_t> moves{0};
+    std::atomic<uint64_t> restarts{0};       // fresh random starts
+    std::atomic<uint64_t> perturbations{0};  // breakout kicks
+    std::atomic<uint64_t> tabu_runs{0};
+    std::atomic<uint64_t> relinks{0};
+
+    vexa_module_callback callback = nullptr;
+    void *callback_ctx = nullptr;
+
+    SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx);
+
+    // Sets `stop` once the time limit has passed; returns `stop`.
+    bool check_clock() {
+        if (clock.seconds() >= time_limit) stop.store(true, std::memory_order_relaxed);
+        return stop.load(std::memory_order_relaxed);
+    }
+
+    bool stopped() const { return stop.load(std::memory_order_relaxed); }
+
+    // Records a state with its exact energy: the best (first found wins among
+    // equals), the list, the callback on a new best, and the target test
+    // (energy at or below the target stops the search). `ints` (int_count
+    // values) is given by the integer engine, null otherwise.
+    ListGate offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints = nullptr,
+                   size_t int_count = 0);
+};
+
+}  // namespace vexa::mod
