@@ -73,16 +73,7 @@ vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m) {
     register_exhaustive_callback_once(t);
     w->handle = t.create(nullptr, static_cast<uint32_t>(model.var_count()), model.max_degree, &model.constant,
                          w->term_counts.data(), w->var_lists.data(), w->coef_lists.data(), -1);
-    for (const NativeConstraint &c : model.native_constraints) {
-        if (!c.quad_coeffs.empty()) {
-            call_add_constraint_nl(t.add_constraint_nl, w->handle, c, c.vars.data());
-        } else if (!c.allowed.empty()) {
-            call_add_constraint_set(t.add_constraint_set, w->handle, c, c.vars.data());
-        } else {
-            call_add_constraint(t.add_constraint, w->handle, c, c.vars.data());
-        }
-        if (!plain_shape(c)) t.set_cons_shape(w->handle, c.shape_exponent, c.shape_hinge);
-    }
+    for (const NativeConstraint &c : model.native_constraints) hand_constraint(t, w->handle, c);
     if (model.has_remainder) call_set_remainder(t.set_remainder, w->handle, model);
     return w.release();
 }

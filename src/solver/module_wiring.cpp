@@ -47,4 +47,15 @@ std::vector<uint32_t> flat_words(const std::vector<uint32_t> &words, uint32_t n_
     return out;
 }
 
+void hand_constraint(const SharedModuleTable &t, void *h, const NativeConstraint &c) {
+    if (!c.quad_coeffs.empty()) {
+        call_add_constraint_nl(t.add_constraint_nl, h, c, c.vars.data());
+    } else if (!c.allowed.empty()) {
+        call_add_constraint_set(t.add_constraint_set, h, c, c.vars.data());
+    } else {
+        call_add_constraint(t.add_constraint, h, c, c.vars.data());
+    }
+    if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
+}
+
 }  // namespace vexa

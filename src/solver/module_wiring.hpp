@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "model/model.hpp"
+#include "solver/modules.hpp"
 
 namespace vexa {
 
@@ -55,5 +56,11 @@ void call_set_remainder(Fn fn, void *h, const ModelImpl &m) {
     fn(h, &m.remainder_constant, m.remainder_coeffs.size(), m.remainder_head.data(), m.remainder_vars.data(),
        m.remainder_coeffs.data());
 }
+
+// Hands one native constraint to a module instance through the call its body
+// needs (quadratic part, allowed set or plain linear), then its penalty shape
+// when that is not the plain square. The caller has checked that the module
+// has the functions the constraint needs.
+void hand_constraint(const SharedModuleTable &t, void *h, const NativeConstraint &c);
 
 }  // namespace vexa

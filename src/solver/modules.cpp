@@ -46,14 +46,10 @@ void find(Fn &slot, void *handle, const char *prefix, const char *name, bool man
     slot = reinterpret_cast<Fn>(address);
 }
 
-NimbaModuleTable load_nimba(const std::string &word) {
-    constexpr const char *tag = "NimbaSolver";
-    constexpr const char *p = "vexa_nimba_solver_";
-    NimbaModuleTable t;
-    t.handle = open_module(module_dir() + "nimbasolver_" + word + ".so", tag);
-    find(t.create, t.handle, p, "create", true, tag);
+// The shared part of a heuristic or exhaustive module, looked up with the
+// family's prefix.
+void load_shared(SharedModuleTable &t, const char *p, const char *tag) {
     find(t.destroy, t.handle, p, "destroy", true, tag);
-    find(t.search, t.handle, p, "search", true, tag);
     find(t.sol_list_count, t.handle, p, "sol_list_count", true, tag);
     find(t.sol_list_get, t.handle, p, "sol_list_get", true, tag);
     find(t.sol_list_destroy, t.handle, p, "sol_list_destroy", true, tag);
@@ -65,6 +61,16 @@ NimbaModuleTable load_nimba(const std::string &word) {
     find(t.add_constraint_set, t.handle, p, "add_constraint_set", false, tag);
     find(t.set_cons_shape, t.handle, p, "set_cons_shape", false, tag);
     find(t.set_remainder, t.handle, p, "set_remainder", false, tag);
+}
+
+NimbaModuleTable load_nimba(const std::string &word) {
+    constexpr const char *tag = "NimbaSolver";
+    constexpr const char *p = "vexa_nimba_solver_";
+    NimbaModuleTable t;
+    t.handle = open_module(module_dir() + "nimbasolver_" + word + ".so", tag);
+    find(t.create, t.handle, p, "create", true, tag);
+    find(t.search, t.handle, p, "search", true, tag);
+    load_shared(t, p, tag);
     find(t.create_int, t.handle, p, "create_int", false, tag);
     find(t.search_int, t.handle, p, "search_int", false, tag);
     return t;
@@ -76,19 +82,8 @@ ExhaustiveModuleTable load_exhaustive() {
     ExhaustiveModuleTable t;
     t.handle = open_module(library_dir() + "exhaustive_cppint.so", tag);
     find(t.create, t.handle, p, "create", true, tag);
-    find(t.destroy, t.handle, p, "destroy", true, tag);
     find(t.search, t.handle, p, "search", true, tag);
-    find(t.sol_list_count, t.handle, p, "sol_list_count", true, tag);
-    find(t.sol_list_get, t.handle, p, "sol_list_get", true, tag);
-    find(t.sol_list_destroy, t.handle, p, "sol_list_destroy", true, tag);
-    find(t.register_callback, t.handle, p, "register_callback", true, tag);
-    find(t.get_info, t.handle, p, "get_info", false, tag);
-    find(t.free_info, t.handle, p, "free_info", false, tag);
-    find(t.add_constraint, t.handle, p, "add_constraint", false, tag);
-    find(t.add_constraint_nl, t.handle, p, "add_constraint_nl", false, tag);
-    find(t.add_constraint_set, t.handle, p, "add_constraint_set", false, tag);
-    find(t.set_cons_shape, t.handle, p, "set_cons_shape", false, tag);
-    find(t.set_remainder, t.handle, p, "set_remainder", false, tag);
+    load_shared(t, p, tag);
     return t;
 }
 

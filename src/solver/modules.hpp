@@ -16,15 +16,11 @@ std::string module_dir();
 // The same without VEXA_LIB_DIR: where "exhaustive_cppint.so" is looked for.
 std::string library_dir();
 
-// One heuristic module ("nimbasolver_<word>.so"). The first seven functions
-// are mandatory, the rest may be null.
-struct NimbaModuleTable {
+// The functions the heuristic and exhaustive families share under the same
+// names: destroy and the solution list are mandatory, the rest may be null.
+struct SharedModuleTable {
     void *handle = nullptr;
-    vexa_nimba_create_fn create = nullptr;
-    vexa_nimba_create_int_fn create_int = nullptr;
-    vexa_nimba_search_int_fn search_int = nullptr;
     vexa_module_destroy_fn destroy = nullptr;
-    vexa_nimba_search_fn search = nullptr;
     vexa_sol_list_count_fn sol_list_count = nullptr;
     vexa_sol_list_get_fn sol_list_get = nullptr;
     vexa_sol_list_destroy_fn sol_list_destroy = nullptr;
@@ -38,22 +34,18 @@ struct NimbaModuleTable {
     vexa_set_remainder_fn set_remainder = nullptr;
 };
 
-struct ExhaustiveModuleTable {
-    void *handle = nullptr;
+// One heuristic module ("nimbasolver_<word>.so"). create and search are
+// mandatory; the integer engine may be missing.
+struct NimbaModuleTable : SharedModuleTable {
+    vexa_nimba_create_fn create = nullptr;
+    vexa_nimba_create_int_fn create_int = nullptr;
+    vexa_nimba_search_int_fn search_int = nullptr;
+    vexa_nimba_search_fn search = nullptr;
+};
+
+struct ExhaustiveModuleTable : SharedModuleTable {
     vexa_exhaustive_create_fn create = nullptr;
-    vexa_module_destroy_fn destroy = nullptr;
     vexa_exhaustive_search_fn search = nullptr;
-    vexa_add_constraint_fn add_constraint = nullptr;
-    vexa_add_constraint_nl_fn add_constraint_nl = nullptr;
-    vexa_add_constraint_set_fn add_constraint_set = nullptr;
-    vexa_set_cons_shape_fn set_cons_shape = nullptr;
-    vexa_set_remainder_fn set_remainder = nullptr;
-    vexa_sol_list_count_fn sol_list_count = nullptr;
-    vexa_sol_list_get_fn sol_list_get = nullptr;
-    vexa_sol_list_destroy_fn sol_list_destroy = nullptr;
-    vexa_register_callback_fn register_callback = nullptr;
-    vexa_get_info_fn get_info = nullptr;
-    vexa_free_info_fn free_info = nullptr;
 };
 
 // The accelerated module: a GPU binary family (absent in a CPU-only file), a

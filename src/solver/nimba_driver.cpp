@@ -61,22 +61,15 @@ void pass_constraints(vexa_nimba_solver_wrapper &w, const NimbaModuleTable &t) {
         fatal("NimbaSolver: nimbasolver_" + w.variant + ".so does not support native constraints (rebuild it)");
     }
     for (const NativeConstraint &c : m.native_constraints) {
-        if (!c.quad_coeffs.empty()) {
-            if (t.add_constraint_nl == nullptr) {
-                fatal("NimbaSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it, "
-                      "or use a linear constraint body)");
-            }
-            call_add_constraint_nl(t.add_constraint_nl, w.handle, c, c.vars.data());
-        } else if (!c.allowed.empty()) {
-            if (t.add_constraint_set == nullptr) {
-                fatal("NimbaSolver: this solver .so does not support allowed-value set constraints (equal{...}); "
-                      "rebuild it");
-            }
-            call_add_constraint_set(t.add_constraint_set, w.handle, c, c.vars.data());
-        } else {
-            call_add_constraint(t.add_constraint, w.handle, c, c.vars.data());
+        if (!c.quad_coeffs.empty() && t.add_constraint_nl == nullptr) {
+            fatal("NimbaSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it, "
+                  "or use a linear constraint body)");
         }
-        if (!plain_shape(c)) t.set_cons_shape(w.handle, c.shape_exponent, c.shape_hinge);
+        if (c.quad_coeffs.empty() && !c.allowed.empty() && t.add_constraint_set == nullptr) {
+            fatal("NimbaSolver: this solver .so does not support allowed-value set constraints (equal{...}); "
+                  "rebuild it");
+        }
+        hand_constraint(t, w.handle, c);
     }
 }
 

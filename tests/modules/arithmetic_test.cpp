@@ -14,10 +14,10 @@ namespace {
 // A random model with every coefficient c replaced by c * scale + c.
 TestModel scaled_model(uint64_t seed, uint32_t n, const coeff_t &scale, uint32_t constraints) {
     std::mt19937_64 rng(seed);
-    RandomModelSpec spec;
-    spec.vars = n;
-    spec.constraints = constraints;
-    TestModel m = random_model(rng, spec);
+    RandomModelShape shape;
+    shape.vars = n;
+    shape.constraints = constraints;
+    TestModel m = random_model(rng, shape);
     for (coeff_t &c : m.coef1) c = c * scale + c;
     for (coeff_t &c : m.coef2) c = c * scale + c;
     return m;
@@ -82,10 +82,10 @@ TEST(ArithmeticPath, SquaredPenaltiesCountInTheBound) {
 TEST(ArithmeticPath, AHugeConstantAloneKeepsMachineWords) {
     // The constant is added once, exactly, outside the search loop.
     std::mt19937_64 rng(3);
-    RandomModelSpec spec;
-    spec.vars = 9;
-    spec.constraints = 2;
-    TestModel m = random_model(rng, spec);
+    RandomModelShape shape;
+    shape.vars = 9;
+    shape.constraints = 2;
+    TestModel m = random_model(rng, shape);
     m.constant = pow2(200) + 12345;
     const BruteForce bf = brute_force(m);
     expect_path(m, "int64", bf, "constant 2^200");

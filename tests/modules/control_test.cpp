@@ -16,11 +16,11 @@ namespace {
 
 TestModel dense_model(uint32_t n, uint64_t seed) {
     std::mt19937_64 rng(seed);
-    RandomModelSpec spec;
-    spec.vars = n;
-    spec.quadratic_density = 0.3;
-    spec.coeff_range = 100;
-    return random_model(rng, spec);
+    RandomModelShape shape;
+    shape.vars = n;
+    shape.quadratic_density = 0.3;
+    shape.coeff_range = 100;
+    return random_model(rng, shape);
 }
 
 // Optimum -n at all ones, found by a plain descent.

@@ -18,10 +18,10 @@ Params quick(uint64_t seed, const char *time_limit = "0.02") {
 TEST(ModuleExactness, HeuristicEnergiesMatchReferenceOnRandomConstrainedModels) {
     for (uint64_t seed = 1; seed <= 40; ++seed) {
         std::mt19937_64 rng(seed);
-        RandomModelSpec spec;
-        spec.vars = 1 + static_cast<uint32_t>(rng() % 40);
-        spec.constraints = static_cast<uint32_t>(rng() % 9);
-        const TestModel m = random_model(rng, spec);
+        RandomModelShape shape;
+        shape.vars = 1 + static_cast<uint32_t>(rng() % 40);
+        shape.constraints = static_cast<uint32_t>(rng() % 9);
+        const TestModel m = random_model(rng, shape);
         Params p = quick(seed);
         p.emplace_back("topk_sols", "4");
         const Outcome out = solve(nimba_module(), m, p);
@@ -34,17 +34,17 @@ TEST(ModuleExactness, HeuristicEnergiesMatchReferenceOnRandomConstrainedModels) 
 TEST(ModuleExactness, ExhaustiveOptimumEqualsBruteForceAndHeuristicFindsIt) {
     for (uint64_t seed = 1; seed <= 36; ++seed) {
         std::mt19937_64 rng(1000 + seed);
-        RandomModelSpec spec;
-        spec.vars = 1 + static_cast<uint32_t>(seed % 14);
-        spec.constraints = static_cast<uint32_t>(seed % 7);
-        const TestModel m = random_model(rng, spec);
+        RandomModelShape shape;
+        shape.vars = 1 + static_cast<uint32_t>(seed % 14);
+        shape.constraints = static_cast<uint32_t>(seed % 7);
+        const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
 
         const Outcome ex = solve(exhaustive_module(), m, {{"threads", "2"}});
         EXPECT_EQ(ex.energy, bf.best) << "seed " << seed;
         EXPECT_EQ(reference_energy(m, ex.bits), ex.energy) << "seed " << seed;
         EXPECT_EQ(ex.info.at("complete"), "1") << "seed " << seed;
-        EXPECT_EQ(ex.info.at("states"), std::to_string(uint64_t(1) << spec.vars)) << "seed " << seed;
+        EXPECT_EQ(ex.info.at("states"), std::to_string(uint64_t(1) << shape.vars)) << "seed " << seed;
 
         Params p = quick(seed, "5");
         p.emplace_back("target_energy", bf.best.str());
@@ -58,11 +58,11 @@ TEST(ModuleExactness, TwentyVariableModelMatchesPlainBruteForce) {
     // Block enumeration with a Gray-coded high part and partitions: checked
     // against a straightforward evaluation of all 2^20 states.
     std::mt19937_64 rng(77);
-    RandomModelSpec spec;
-    spec.vars = 20;
-    spec.quadratic_density = 0.5;
-    spec.coeff_range = 50;
-    const TestModel m = random_model(rng, spec);
+    RandomModelShape shape;
+    shape.vars = 20;
+    shape.quadratic_density = 0.5;
+    shape.coeff_range = 50;
+    const TestModel m = random_model(rng, shape);
     int64_t best = INT64_MAX;
     for (uint64_t s = 0; s < (uint64_t(1) << 20); ++s) {
         int64_t e = m.constant.convert_to<int64_t>();

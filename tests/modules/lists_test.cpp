@@ -30,10 +30,10 @@ void expect_distinct_exact_sorted(const TestModel &m, const Outcome &out, const 
 TEST(SolutionLists, ExhaustiveTopKHoldsTheKBestEnergies) {
     for (uint64_t seed = 1; seed <= 20; ++seed) {
         std::mt19937_64 rng(seed * 31);
-        RandomModelSpec spec;
-        spec.vars = 1 + static_cast<uint32_t>(seed % 13);
-        spec.constraints = static_cast<uint32_t>(seed % 4);
-        const TestModel m = random_model(rng, spec);
+        RandomModelShape shape;
+        shape.vars = 1 + static_cast<uint32_t>(seed % 13);
+        shape.constraints = static_cast<uint32_t>(seed % 4);
+        const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
         const uint64_t k = 1 + seed % 9;
         const Outcome out = solve(exhaustive_module(), m, {{"topk_sols", std::to_string(k)}, {"threads", "2"}});
@@ -49,11 +49,11 @@ TEST(SolutionLists, ExhaustiveTopKHoldsTheKBestEnergies) {
 TEST(SolutionLists, ExhaustiveBestEnergyListHoldsEveryOptimumOnce) {
     for (uint64_t seed = 1; seed <= 20; ++seed) {
         std::mt19937_64 rng(seed * 77);
-        RandomModelSpec spec;
-        spec.vars = 2 + static_cast<uint32_t>(seed % 11);
-        spec.coeff_range = 2;  // small coefficients: many ties
-        spec.constraints = static_cast<uint32_t>(seed % 3);
-        const TestModel m = random_model(rng, spec);
+        RandomModelShape shape;
+        shape.vars = 2 + static_cast<uint32_t>(seed % 11);
+        shape.coeff_range = 2;  // small coefficients: many ties
+        shape.constraints = static_cast<uint32_t>(seed % 3);
+        const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
         const Outcome out = solve(exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", "2"}});
         ASSERT_EQ(out.list.size(), bf.best_count) << "seed " << seed;
@@ -100,11 +100,11 @@ TEST(SolutionLists, NoListKeyMeansNoList) {
 TEST(SolutionLists, HeuristicListsAreDistinctExactAndOrdered) {
     for (uint64_t seed = 1; seed <= 8; ++seed) {
         std::mt19937_64 rng(seed * 13);
-        RandomModelSpec spec;
-        spec.vars = 8 + static_cast<uint32_t>(seed);
-        spec.coeff_range = 3;
-        spec.constraints = static_cast<uint32_t>(seed % 5);
-        const TestModel m = random_model(rng, spec);
+        RandomModelShape shape;
+        shape.vars = 8 + static_cast<uint32_t>(seed);
+        shape.coeff_range = 3;
+        shape.constraints = static_cast<uint32_t>(seed % 5);
+        const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
         const Params base = {{"time_limit", "0.2"}, {"seed", std::to_string(seed)}};
 
@@ -132,10 +132,10 @@ TEST(SolutionLists, PartitionedEnumerationListsMatchBruteForceForAnyThreadCount)
     // 20 variables: the enumeration is split into partitions and merged; the
     // lists must hold the globally best states, the same for every thread count.
     std::mt19937_64 rng(2024);
-    RandomModelSpec spec;
-    spec.vars = 20;
-    spec.coeff_range = 4;  // many equal energies
-    const TestModel m = random_model(rng, spec);
+    RandomModelShape shape;
+    shape.vars = 20;
+    shape.coeff_range = 4;  // many equal energies
+    const TestModel m = random_model(rng, shape);
     std::vector<int64_t> energies;
     for (uint64_t s = 0; s < (uint64_t(1) << 20); ++s) {
         int64_t e = m.constant.convert_to<int64_t>();

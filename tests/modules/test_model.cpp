@@ -86,23 +86,23 @@ BruteForce brute_force(const TestModel &m) {
     return r;
 }
 
-TestModel random_model(std::mt19937_64 &rng, const RandomModelSpec &spec) {
+TestModel random_model(std::mt19937_64 &rng, const RandomModelShape &shape) {
     TestModel m;
-    m.bin_count = spec.vars;
-    std::uniform_int_distribution<int64_t> coef(-spec.coeff_range, spec.coeff_range);
+    m.bin_count = shape.vars;
+    std::uniform_int_distribution<int64_t> coef(-shape.coeff_range, shape.coeff_range);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     m.constant = coef(rng);
-    for (uint32_t i = 0; i < spec.vars; ++i) {
+    for (uint32_t i = 0; i < shape.vars; ++i) {
         const int64_t c = coef(rng);
-        if (unit(rng) < spec.linear_density && c != 0) m.add_linear(i, c);
+        if (unit(rng) < shape.linear_density && c != 0) m.add_linear(i, c);
     }
-    for (uint32_t i = 0; i < spec.vars; ++i) {
-        for (uint32_t j = i + 1; j < spec.vars; ++j) {
+    for (uint32_t i = 0; i < shape.vars; ++i) {
+        for (uint32_t j = i + 1; j < shape.vars; ++j) {
             const int64_t c = coef(rng);
-            if (unit(rng) < spec.quadratic_density && c != 0) m.add_quadratic(i, j, c);
+            if (unit(rng) < shape.quadratic_density && c != 0) m.add_quadratic(i, j, c);
         }
     }
-    for (uint32_t k = 0; k < spec.constraints; ++k) add_random_constraint(rng, m, static_cast<int>(k % 5));
+    for (uint32_t k = 0; k < shape.constraints; ++k) add_random_constraint(rng, m, static_cast<int>(k % 5));
     return m;
 }
 

@@ -62,7 +62,7 @@ struct BruteForce {
 };
 BruteForce brute_force(const TestModel &m);
 
-struct RandomModelSpec {
+struct RandomModelShape {
     uint32_t vars = 10;
     double linear_density = 0.8;
     double quadratic_density = 0.4;
@@ -71,7 +71,7 @@ struct RandomModelSpec {
 };
 
 // Merged, sorted terms over dense variables, as a library model holds them.
-TestModel random_model(std::mt19937_64 &rng, const RandomModelSpec &spec);
+TestModel random_model(std::mt19937_64 &rng, const RandomModelShape &shape);
 
 // Appends a random constraint of kind `kind` (0 linear, 1 nonlinear rows,
 // 2 allowed set, 3 abs/relu-like shape, 4 lower above upper), with weights of

@@ -203,7 +203,7 @@ inline RandomIntModel random_int_model(std::mt19937_64 &rng, unsigned coeff_bits
         }
     }
     std::vector<ExprPtr> bodies;
-    std::vector<ConsSpec> specs;
+    std::vector<ConsSpec> cons_list;
     const int ncons = constraints ? 1 + static_cast<int>(rng() % 3) : 0;
     for (int i = 0; i < ncons; ++i) {
         ExprPtr body(vexa_expr_create_int(In(static_cast<int>(rng() % 5) - 2).get()));
@@ -220,15 +220,15 @@ inline RandomIntModel random_int_model(std::mt19937_64 &rng, unsigned coeff_bits
         const int lo = static_cast<int>(rng() % 7) - 3;
         const int hi = lo + static_cast<int>(rng() % 4);
         const coeff_t weight = 1 + abs(random_signed(rng, coeff_bits));
-        ConsSpec spec{simplified.get(), lo, hi, weight};
-        if (kind == 1) spec.allowed = {{lo, lo}, {hi + 2, hi + 3}};
+        ConsSpec cons{simplified.get(), lo, hi, weight};
+        if (kind == 1) cons.allowed = {{lo, lo}, {hi + 2, hi + 3}};
         const bool linear = vexa_expr_max_degree(simplified.get()) <= 1;
-        if (kind == 2 && linear) spec.shape = 1 + static_cast<uint8_t>(rng() % 2);
+        if (kind == 2 && linear) cons.shape = 1 + static_cast<uint8_t>(rng() % 2);
         if (vexa_expr_term_count(simplified.get()) == 0) continue;
-        specs.push_back(spec);
+        cons_list.push_back(cons);
         bodies.push_back(std::move(simplified));
     }
-    out.model = make_model(objective.get(), specs);
+    out.model = make_model(objective.get(), cons_list);
     return out;
 }
 

@@ -110,7 +110,7 @@ inline ExprImpl *expr_of(std::initializer_list<std::pair<int, std::vector<uint32
 
 // Random expressions over the binary variables [0, nvars): random literals,
 // negations, repeated monomials, zero coefficients and big coefficients.
-struct RandomExprSpec {
+struct RandomExprShape {
     uint64_t terms = 50;
     uint32_t nvars = 6;
     unsigned max_bits = 300;
@@ -134,16 +134,16 @@ inline coeff_t random_coeff(std::mt19937_64 &rng, unsigned max_bits) {
     return v;
 }
 
-inline ExprImpl *random_expr(std::mt19937_64 &rng, const RandomExprSpec &spec) {
-    ExprImpl *e = vexa_expr_create_int(In(random_coeff(rng, spec.max_bits)).get());
-    for (uint64_t i = 0; i < spec.terms; ++i) {
-        const uint32_t degree = spec.constant_terms ? rng() % 3 : 1 + rng() % 2;
+inline ExprImpl *random_expr(std::mt19937_64 &rng, const RandomExprShape &shape) {
+    ExprImpl *e = vexa_expr_create_int(In(random_coeff(rng, shape.max_bits)).get());
+    for (uint64_t i = 0; i < shape.terms; ++i) {
+        const uint32_t degree = shape.constant_terms ? rng() % 3 : 1 + rng() % 2;
         uint32_t vars[2];
         for (uint32_t k = 0; k < degree; ++k) {
-            vars[k] = static_cast<uint32_t>(rng() % spec.nvars);
-            if (spec.negations && rng() % 3 == 0) vars[k] |= 0x80000000u;
+            vars[k] = static_cast<uint32_t>(rng() % shape.nvars);
+            if (shape.negations && rng() % 3 == 0) vars[k] |= 0x80000000u;
         }
-        vexa_expr_iadd_raw_term(e, In(random_coeff(rng, spec.max_bits)).get(), vars, degree);
+        vexa_expr_iadd_raw_term(e, In(random_coeff(rng, shape.max_bits)).get(), vars, degree);
     }
     return e;
 }
