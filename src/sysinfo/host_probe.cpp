@@ -2,6 +2,7 @@
 #include <sys/sysinfo.h>
 #include <unistd.h>
 
+#include <array>
 #include <vector>
 
 #include "sysinfo/probes.hpp"
@@ -29,10 +30,16 @@ std::string host_name() {
 }
 
 void add_machine_info(std::vector<std::pair<std::string, std::string>> &info) {
-    info.emplace_back("os", os_text());
-    info.emplace_back("cpu", cpu_text());
-    info.emplace_back("gpu", gpu_text());
-    info.emplace_back("ram", ram_text());
+    // Probing costs a pipe to lscpu and a load of the GPU management library,
+    // several milliseconds that a short search would pay on every result; the
+    // machine does not change under a running process, so it is read once.
+    static const std::array<std::pair<std::string, std::string>, 4> pairs = {{
+        {"os", os_text()},
+        {"cpu", cpu_text()},
+        {"gpu", gpu_text()},
+        {"ram", ram_text()},
+    }};
+    info.insert(info.end(), pairs.begin(), pairs.end());
 }
 
 }  // namespace vexa

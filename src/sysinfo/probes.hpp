@@ -1,6 +1,6 @@
 // Machine probes: what the library tells about the build and the machine it
 // runs on. Every probe is best effort and ends in a fixed text instead of a
-// failure; nothing is cached, each call reads the system again.
+// failure. The probes cache nothing: each call reads the system again.
 #pragma once
 
 #include <cstdint>
@@ -70,6 +70,7 @@ std::string gib_text(uint64_t bytes);
 std::string host_name();
 
 // Appends "os", "cpu", "gpu" and "ram", in that order, to a result's info.
+// The four texts are probed on the first call and reused for the process.
 void add_machine_info(std::vector<std::pair<std::string, std::string>> &info);
 
 // The build date in the form "Aug 16 2026" or "Aug 6 2026", made from the

@@ -50,6 +50,10 @@ TEST(MachineInfo, AppendsOsCpuGpuRamAfterWhatIsThere) {
     EXPECT_EQ(info[2].second.rfind(cpu_name() + "  (max ", 0), 0u) << info[2].second;
     EXPECT_EQ(info[3].second, gpu_text());
     EXPECT_EQ(info[4].second, ram_text());
+    // Later results carry the same four pairs.
+    std::vector<std::pair<std::string, std::string>> again;
+    add_machine_info(again);
+    EXPECT_EQ(again, decltype(again)(info.begin() + 1, info.end()));
 }
 
 TEST(BuildDate, OneDigitDaysLoseThePaddingBlank) {
