@@ -56,10 +56,7 @@ vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m) {
     w->model = m->ref;
     const ModelImpl &model = *w->model;
     if (!model.int_atoms.empty()) {
-        if (model.has_remainder) {
-            fatal("ExhaustiveSolver: internal error \xe2\x80\x94 a free-form remainder with integer variables should "
-                  "have been rejected at Model.");
-        }
+        check_no_int_remainder(model, "ExhaustiveSolver");
         check_enumeration_size(model);
         w->integer_mode = true;
         return w.release();

@@ -1,5 +1,8 @@
 #include "solver/module_wiring.hpp"
 
+#include <string>
+
+#include "core/fatal.hpp"
 #include "solver/flat_problem.hpp"
 
 namespace vexa {
@@ -45,6 +48,13 @@ std::vector<uint32_t> flat_words(const std::vector<uint32_t> &words, uint32_t n_
     out.reserve(words.size());
     for (uint32_t w : words) out.push_back(flat_index(w, n_bin));
     return out;
+}
+
+void check_no_int_remainder(const ModelImpl &m, const char *tag) {
+    if (m.has_remainder) {
+        fatal(std::string(tag) + ": internal error \xe2\x80\x94 a free-form remainder with integer variables should "
+              "have been rejected at Model.");
+    }
 }
 
 void hand_constraint(const SharedModuleTable &t, void *h, const NativeConstraint &c) {

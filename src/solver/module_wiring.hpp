@@ -57,6 +57,10 @@ void call_set_remainder(Fn fn, void *h, const ModelImpl &m) {
        m.remainder_coeffs.data());
 }
 
+// A model with integer variables never carries a free-form remainder (the
+// model refuses that combination); fatal with the solver's tag if one does.
+void check_no_int_remainder(const ModelImpl &m, const char *tag);
+
 // Hands one native constraint to a module instance through the call its body
 // needs (quadratic part, allowed set or plain linear), then its penalty shape
 // when that is not the plain square. The caller has checked that the module

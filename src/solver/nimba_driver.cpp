@@ -94,10 +94,7 @@ vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *model_handle)
     w->model = model_handle->ref;
     const ModelImpl &m = *w->model;
     if (!m.int_atoms.empty()) {
-        if (m.has_remainder) {
-            fatal("NimbaSolver: internal error \xe2\x80\x94 a free-form remainder with integer variables should have "
-                  "been rejected at Model.");
-        }
+        check_no_int_remainder(m, "NimbaSolver");
         w->int_model = true;
         return w.release();
     }

@@ -136,17 +136,7 @@ TEST(SolutionLists, PartitionedEnumerationListsMatchBruteForceForAnyThreadCount)
     shape.vars = 20;
     shape.coeff_range = 4;  // many equal energies
     const TestModel m = random_model(rng, shape);
-    std::vector<int64_t> energies;
-    for (uint64_t s = 0; s < (uint64_t(1) << 20); ++s) {
-        int64_t e = m.constant.convert_to<int64_t>();
-        for (size_t t = 0; t < m.coef1.size(); ++t) {
-            if ((s >> m.vars1[t]) & 1u) e += m.coef1[t].convert_to<int64_t>();
-        }
-        for (size_t t = 0; t < m.coef2.size(); ++t) {
-            if (((s >> m.vars2[2 * t]) & 1u) && ((s >> m.vars2[2 * t + 1]) & 1u)) e += m.coef2[t].convert_to<int64_t>();
-        }
-        energies.push_back(e);
-    }
+    std::vector<int64_t> energies = plain_energies(m);
     std::sort(energies.begin(), energies.end());
     const auto best_count = static_cast<size_t>(std::count(energies.begin(), energies.end(), energies[0]));
 

@@ -86,6 +86,21 @@ BruteForce brute_force(const TestModel &m) {
     return r;
 }
 
+std::vector<int64_t> plain_energies(const TestModel &m) {
+    std::vector<int64_t> energies;
+    for (uint64_t s = 0; s < (uint64_t(1) << m.bin_count); ++s) {
+        int64_t e = m.constant.convert_to<int64_t>();
+        for (size_t t = 0; t < m.coef1.size(); ++t) {
+            if ((s >> m.vars1[t]) & 1u) e += m.coef1[t].convert_to<int64_t>();
+        }
+        for (size_t t = 0; t < m.coef2.size(); ++t) {
+            if (((s >> m.vars2[2 * t]) & 1u) && ((s >> m.vars2[2 * t + 1]) & 1u)) e += m.coef2[t].convert_to<int64_t>();
+        }
+        energies.push_back(e);
+    }
+    return energies;
+}
+
 TestModel random_model(std::mt19937_64 &rng, const RandomModelShape &shape) {
     TestModel m;
     m.bin_count = shape.vars;
