@@ -163,15 +163,17 @@ const char *vexa_sol_str(const Sol *s) {
         fatal("Sol::str(): energy is invalid (variable changed after last computation). Call comp_energy() "
               "first.");
     }
-    // Each item reads the value of the number i itself as a variable word.
+    // Item i is the model's variable at dense position i, named as the
+    // variable table names it, with its bit: every dense position has one, so
+    // a valid solution always prints.
+    const std::vector<uint32_t> &vars = s->model->vars;
     std::string text = coeff_text(s->energy) + ":{";
-    const uint64_t n = s->model->vars.size();
-    for (uint64_t i = 0; i < n; ++i) {
+    for (size_t i = 0; i < vars.size(); ++i) {
         if (i > 0) text += ",";
         text += "{";
-        text += var_str(static_cast<uint32_t>(i));
+        text += var_str(vars[i]);
         text += ",";
-        text += std::to_string(vexa_sol_get(s, static_cast<uint32_t>(i)));
+        text += bit_of(s->bits.data(), static_cast<uint32_t>(i)) ? "1" : "0";
         text += "}";
     }
     text += "}";

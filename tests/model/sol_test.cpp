@@ -1,7 +1,10 @@
 // Solutions: assignments, exact energies, text.
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "support/model_util.hpp"
 #include "vexa/var.h"
@@ -204,6 +207,78 @@ TEST_F(Sols, TextUsesOneBufferPerThread) {
     t.join();
     EXPECT_STREQ(mine, "0:{{x,0}}");
     EXPECT_EQ(other, "0:{{x,0}}");
+}
+
+// The text lists the model's own variables in dense order, also when their
+// codes are not 0..n-1, and never reads a variable the model lacks.
+TEST_F(Sols, TextNamesTheModelsVariablesWhateverTheirCodes) {
+    ExprPtr e(vexa_expr_create_add_var_var(y, z));  // x exists but is not in the model
+    ModelPtr m(vexa_model_create(e.get()));
+    SolPtr s(vexa_sol_create(m.get()));
+    EXPECT_STREQ(vexa_sol_str(s.get()), "0:{{y,0},{z,0}}");
+    vexa_sol_set(s.get(), z, 1);
+    EXPECT_EQ(sol_energy(s.get()), 1);
+    EXPECT_STREQ(vexa_sol_str(s.get()), "1:{{y,0},{z,1}}");
+
+    // Array elements get their indexed names from the table's own buffer.
+    const uint64_t dims[1] = {4};
+    const uint32_t a0 = vexa_new_var_array("a", dims, 1);
+    ExprPtr f(vexa_expr_create_add_var_var(a0 + 3, a0 + 1));
+    ModelPtr fm(vexa_model_create(f.get()));
+    SolPtr fs(vexa_sol_create(fm.get()));
+    vexa_sol_flip(fs.get(), a0 + 3);
+    EXPECT_EQ(sol_energy(fs.get()), 1);
+    EXPECT_STREQ(vexa_sol_str(fs.get()), "1:{{a[1],0},{a[3],1}}");
+}
+
+TEST_F(Sols, TextOfNegatedLiteralsShowsTheVariablesThemselves) {
+    // ~z + ~y*z in binary form is 1 - y*z, over the variables y and z.
+    ExprPtr raw(vexa_expr_create_var(z | 0x80000000u));
+    TermPtr t(vexa_term_create_var_var(In(1).get(), y | 0x80000000u, z));
+    vexa_expr_iadd_term(raw.get(), t.get());
+    ExprPtr e(vexa_expr_simplify_as_binary(raw.get()));
+    ModelPtr m(vexa_model_create(e.get()));
+    ASSERT_EQ(vexa_model_var_count(m.get()), 2u);
+    SolPtr s(vexa_sol_create(m.get()));
+    EXPECT_STREQ(vexa_sol_str(s.get()), "1:{{y,0},{z,0}}");
+    vexa_sol_set(s.get(), y | 0x80000000u, 0);  // y = 1
+    vexa_sol_set(s.get(), z, 1);
+    EXPECT_EQ(sol_energy(s.get()), 0);
+    EXPECT_STREQ(vexa_sol_str(s.get()), "0:{{y,1},{z,1}}");
+}
+
+// Random models over random subsets of a pool of named variables: the text is
+// the energy and the chosen variables in ascending code order with the values
+// that were set.
+TEST(SolText, RandomSubsetsPrintTheirOwnVariables) {
+    for (uint64_t seed = 1; seed <= 30; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937_64 rng(seed);
+        vexa_var_reset();
+        std::vector<uint32_t> pool;
+        for (int k = 0; k < 12; ++k) pool.push_back(vexa_new_var(("v" + std::to_string(k)).c_str()));
+        std::vector<int> chosen;
+        for (int k = 0; k < 12; ++k) {
+            if (rng() % 3 == 0) chosen.push_back(k);
+        }
+        ExprPtr e(vexa_expr_create_int(In(static_cast<long long>(rng() % 7)).get()));
+        for (int k : chosen) {
+            TermPtr t(vexa_term_create_var(In(static_cast<long long>(rng() % 9) + 1).get(), pool[k]));
+            vexa_expr_iadd_term(e.get(), t.get());
+        }
+        ExprPtr canon(vexa_expr_simplify_as_binary(e.get()));
+        ModelPtr m(vexa_model_create(canon.get()));
+        SolPtr s(vexa_sol_create(m.get()));
+        std::string items;
+        for (int k : chosen) {
+            const int value = static_cast<int>(rng() % 2);
+            vexa_sol_set(s.get(), pool[k], value);
+            if (!items.empty()) items += ",";
+            items += "{v" + std::to_string(k) + "," + std::to_string(value) + "}";
+        }
+        const coeff_t energy = sol_energy(s.get());
+        EXPECT_EQ(vexa_sol_str(s.get()), energy.str() + ":{" + items + "}");
+    }
 }
 
 TEST_F(Sols, CreateFromExprSimplifiesFirst) {
