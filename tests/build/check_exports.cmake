@@ -1,22 +1,65 @@
-# Fails unless every dynamic symbol the library defines starts with vexa_.
-execute_process(COMMAND nm -D --defined-only ${LIBRARY}
+# Compares the library's dynamic symbols with the public C headers, both ways:
+# every function a header declares with VEXA_API must be exported, and every
+# symbol the library defines must be such a declared vexa_* function.
+#   cmake -DLIBRARY=<vexa_krunugul.so> -DHEADER_DIR=<include/vexa> -P check_exports.cmake
+if(NOT LIBRARY OR NOT HEADER_DIR)
+  message(FATAL_ERROR "usage: -DLIBRARY=<shared library> -DHEADER_DIR=<public header directory>")
+endif()
+
+# Declared names: "VEXA_API <return type> vexa_name(" in any public C header.
+# A declaration may wrap after the return type, so the match runs over the
+# whole file and stops at the first '(' or ';'.
+file(GLOB headers "${HEADER_DIR}/*.h")
+set(declared)
+foreach(header IN LISTS headers)
+  file(READ "${header}" text)
+  string(REGEX MATCHALL "VEXA_API[^;(]*[^A-Za-z0-9_]vexa_[A-Za-z0-9_]+[ \t\r\n]*\\(" decls "${text}")
+  foreach(decl IN LISTS decls)
+    string(REGEX REPLACE ".*[^A-Za-z0-9_](vexa_[A-Za-z0-9_]+)[ \t\r\n]*\\($" "\\1" name "${decl}")
+    list(APPEND declared "${name}")
+  endforeach()
+endforeach()
+list(LENGTH declared declared_count)
+list(REMOVE_DUPLICATES declared)
+list(LENGTH declared unique_count)
+if(NOT declared_count EQUAL unique_count)
+  message(FATAL_ERROR "a function is declared in more than one place in ${HEADER_DIR}")
+endif()
+if(unique_count LESS 20)
+  message(FATAL_ERROR "only ${unique_count} declarations found in ${HEADER_DIR}")
+endif()
+
+# Exported names: every symbol the library defines in its dynamic table.
+execute_process(COMMAND nm -D --defined-only "${LIBRARY}"
   OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
 endif()
 string(REPLACE "\n" ";" lines "${symbols}")
-set(count 0)
+set(exported)
 foreach(line IN LISTS lines)
   if(line STREQUAL "")
     continue()
   endif()
   string(REGEX REPLACE "^[0-9a-fA-F]* *[A-Za-z] " "" name "${line}")
-  if(NOT name MATCHES "^vexa_")
-    message(FATAL_ERROR "unexpected exported symbol: ${name}")
-  endif()
-  math(EXPR count "${count} + 1")
+  list(APPEND exported "${name}")
 endforeach()
-if(count LESS 20)
-  message(FATAL_ERROR "only ${count} vexa_ symbols exported")
+
+set(undeclared ${exported})
+list(REMOVE_ITEM undeclared ${declared})
+set(missing ${declared})
+list(REMOVE_ITEM missing ${exported})
+set(failed FALSE)
+foreach(name IN LISTS undeclared)
+  message(SEND_ERROR "exported but declared in no public header: ${name}")
+  set(failed TRUE)
+endforeach()
+foreach(name IN LISTS missing)
+  message(SEND_ERROR "declared but not exported: ${name}")
+  set(failed TRUE)
+endforeach()
+if(failed)
+  message(FATAL_ERROR "the exports of ${LIBRARY} and the declarations in ${HEADER_DIR} differ")
 endif()
-message(STATUS "${count} exported symbols, all vexa_*")
+list(LENGTH exported exported_count)
+message(STATUS "${exported_count} exported symbols, each declared in a public header and none missing")
