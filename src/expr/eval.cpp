@@ -1,26 +1,17 @@
 // Evaluation under a value map, substitution and reachable bounds.
-#include <memory>
-#include <unordered_map>
+#include "expr/eval.hpp"
+
+#include <algorithm>
 #include <vector>
 
-#include "constraint/attr.hpp"
-#include "core/bigint.hpp"
 #include "core/fatal.hpp"
 #include "core/int_var_table.hpp"
 #include "core/parallel.hpp"
 #include "expr/simplify.hpp"
-#include "vexa/expr.h"
 
-using namespace vexa;
+namespace vexa {
 
 namespace {
-
-void refuse_declared(const ExprImpl &e, const char *operation) {
-    if (is_live_sum(e.attr)) {
-        fatal(std::string("vexa::cons: '") + operation +
-              "' is not allowed on an expression with declared constraints");
-    }
-}
 
 // Threads of evaluation and substitution: all of them, from 10,000 terms on.
 uint32_t eval_threads(uint64_t n_terms) {
@@ -28,7 +19,7 @@ uint32_t eval_threads(uint64_t n_terms) {
     return (hw < 2 || n_terms < kParallelMin) ? 1 : hw;
 }
 
-coeff_t term_value(const TermImpl &t, const std::unordered_map<uint32_t, coeff_t> &values) {
+coeff_t term_value(const TermImpl &t, const ValueMap &values) {
     coeff_t v = t.coeff;
     const uint32_t degree = t.vars.degree();
     for (uint32_t k = 0; k < degree; ++k) {
@@ -43,8 +34,6 @@ coeff_t term_value(const TermImpl &t, const std::unordered_map<uint32_t, coeff_t
     }
     return v;
 }
-
-using ReplaceMap = std::unordered_map<uint32_t, const ExprImpl *>;
 
 // c * prod(replacement of each literal); a literal without an entry of its
 // exact code stays itself.
@@ -62,6 +51,8 @@ ExprImpl expand_term(const TermImpl &t, const ReplaceMap &map) {
     }
     return product;
 }
+
+}  // namespace
 
 ExprImpl replace_plain(const ExprImpl &e, const ReplaceMap &map) {
     const uint64_t n = e.term_count();
@@ -85,8 +76,7 @@ ExprImpl replace_plain(const ExprImpl &e, const ReplaceMap &map) {
     return result;
 }
 
-// Both ends of the interval the binary form of e can reach.
-std::pair<coeff_t, coeff_t> reachable(const ExprImpl &e) {
+std::pair<coeff_t, coeff_t> reachable_bounds(const ExprImpl &e) {
     const ExprImpl s = expr_simplify_as_binary(e);
     coeff_t lo = s.constant;
     coeff_t hi = s.constant;
@@ -116,46 +106,20 @@ std::pair<coeff_t, coeff_t> reachable(const ExprImpl &e) {
     return {std::move(lo), std::move(hi)};
 }
 
-}  // namespace
-
-extern "C" {
-
-void vexa_expr_eval_map(const ExprImpl *e, const uint32_t *vars, const vexa_bigint *const *values, uint64_t n,
-                        vexa_bigint *out) {
-    refuse_declared(*e, "eval with a variable map (evaluate against a Sol instead)");
-    std::unordered_map<uint32_t, coeff_t> map;
-    map.reserve(n);
-    for (uint64_t i = 0; i < n; ++i) map[vars[i]] = coeff_from_record(values[i]);
-
-    const uint64_t n_terms = e->term_count();
+coeff_t eval_map(const ExprImpl &e, const ValueMap &values) {
+    const uint64_t n_terms = e.term_count();
     const uint32_t threads = eval_threads(n_terms);
-    coeff_t total = e->constant;
+    coeff_t total = e.constant;
     if (threads == 1) {
-        for (uint64_t i = 0; i < n_terms; ++i) total += term_value(e->term(i), map);
+        for (uint64_t i = 0; i < n_terms; ++i) total += term_value(e.term(i), values);
     } else {
         std::vector<coeff_t> partial(threads);
         run_on_fresh_threads(threads, n_terms, [&](uint32_t t, uint64_t, uint64_t begin, uint64_t end) {
-            for (uint64_t i = begin; i < end; ++i) partial[t] += term_value(e->term(i), map);
+            for (uint64_t i = begin; i < end; ++i) partial[t] += term_value(e.term(i), values);
         });
         for (const coeff_t &p : partial) total += p;
     }
-    coeff_to_record(total, out);
+    return total;
 }
 
-ExprImpl *vexa_expr_replace(const ExprImpl *e, const uint32_t *vars, const ExprImpl *const *exprs, uint64_t n) {
-    ReplaceMap map;
-    map.reserve(n);
-    for (uint64_t i = 0; i < n; ++i) map[vars[i]] = exprs[i];
-    if (!is_live_sum(e->attr)) return new ExprImpl(replace_plain(*e, map));
-
-    auto result = std::make_unique<ExprImpl>(replace_plain(ExprImpl::plain_copy(*e), map));
-    result->attr = rebuild_attr(
-        e->attr, [&](const ExprImpl &body) { return replace_plain(body, map); }, true);
-    return result.release();
-}
-
-void vexa_expr_neg_sum(const ExprImpl *e, vexa_bigint *out) { coeff_to_record(reachable(*e).first, out); }
-
-void vexa_expr_pos_sum(const ExprImpl *e, vexa_bigint *out) { coeff_to_record(reachable(*e).second, out); }
-
-}  // extern "C"
+}  // namespace vexa

@@ -1,11 +1,12 @@
-// Exported functions that build and change expressions, with what each does
-// to the attr word.
+// Exported functions that build, change and read expressions. What each one
+// does to the attr word is named in the table of expr/attr_rules.hpp.
 #include <cstdlib>
 #include <memory>
 
-#include "constraint/attr.hpp"
+#include <boost/multiprecision/cpp_int.hpp>
+
 #include "core/bigint.hpp"
-#include "core/fatal.hpp"
+#include "expr/attr_rules.hpp"
 #include "expr/expr.hpp"
 #include "vexa/expr.h"
 
@@ -23,33 +24,6 @@ TermImpl var_term(int64_t sign, uint32_t v) {
 
 TermImpl negated(const TermImpl &t) { return TermImpl{-t.coeff, t.vars}; }
 
-// A declared value keeps its word through additions; anything else loses it.
-void keep_only_if_live(ExprImpl &e) {
-    if (!is_live_sum(e.attr)) e.attr = kPlainAttr;
-}
-
-// The word after adding one term in place with iadd_var / iadd_term / iadd_raw_term.
-void attr_after_adding_term(ExprImpl &e, const TermImpl &t) {
-    const uint32_t a = e.attr;
-    if (is_varint(a) || is_plain(a)) {
-        e.attr = kPlainAttr;
-    } else if (!is_live_sum(a)) {
-        ExprImpl term_expr;
-        term_expr.add_term(t);
-        e.attr = merge_attr(a, nullptr, kPlainAttr, &term_expr, true);
-    }
-}
-
-// The word of a clone after the clone of `e` was added or subtracted to.
-uint32_t clone_attr_kept_if_live(const ExprImpl &e) { return is_live_sum(e.attr) ? e.attr : kPlainAttr; }
-
-void refuse_declared(const ExprImpl &e, const char *operation) {
-    if (is_live_sum(e.attr)) {
-        fatal(std::string("vexa::cons: '") + operation +
-              "' is not allowed on an expression with declared constraints");
-    }
-}
-
 // e -= o on the value: every term negated and added by the head rule.
 void sub_expr_value(ExprImpl &e, const ExprImpl &o) {
     e.constant -= o.constant;
@@ -57,43 +31,35 @@ void sub_expr_value(ExprImpl &e, const ExprImpl &o) {
     for (uint64_t i = 0; i < o.size; ++i) e.add_term(negated(o.data[i]));
 }
 
-uint32_t attr_after_add_expr(const ExprImpl &e, const ExprImpl &o, bool in_place) {
-    const uint32_t a = e.attr;
-    const uint32_t b = o.attr;
-    const bool a_set = is_constraint(a);
-    const bool b_set = is_constraint(b);
-    if (!in_place) return merge_attr(a, &e, b, &o, false);
-    if (a_set && b_set) return merge_attr(a, nullptr, b, nullptr, true);
-    if (a_set) return merge_attr(a, nullptr, b, &o, true);
-    if (!b_set) return kPlainAttr;
-    if (is_plain(a) && e.is_empty_zero()) {
-        mark_shared(b);
-        return b;
-    }
-    return merge_attr(a, &e, b, nullptr, false);
-}
-
-uint32_t attr_after_sub_expr(const ExprImpl &e, const ExprImpl &o, bool in_place) {
-    if (is_live_sum(o.attr)) {
-        const uint32_t negated_b = scale_attr(o.attr, -1);
-        return merge_attr(e.attr, nullptr, negated_b, nullptr, in_place);
-    }
-    return is_live_sum(e.attr) ? e.attr : kPlainAttr;
-}
-
 void iadd_expr_impl(ExprImpl &e, const ExprImpl &o) {
-    e.attr = attr_after_add_expr(e, o, true);
+    e.attr = attr_after<ExprOp::iadd_expr>({e, &o});
     e.append_terms(o);
 }
 
 void isub_expr_impl(ExprImpl &e, const ExprImpl &o) {
-    e.attr = attr_after_sub_expr(e, o, true);
+    e.attr = attr_after<ExprOp::isub_expr>({e, &o});
     sub_expr_value(e, o);
 }
 
 TermImpl moved_term(const vexa_bigint *coeff, uint64_t packed_vars, void *spare) {
     std::free(spare);
     return TermImpl{coeff_from_record(coeff), VarArray::unpack(packed_vars)};
+}
+
+// Adds t in place, with the word `op` gives for it.
+template <ExprOp op>
+void add_term_by(ExprImpl &e, TermImpl &&t) {
+    e.attr = attr_after<op>({e, nullptr, &t});
+    e.add_term(std::move(t));
+}
+
+// A copy of e with t added, with the word `op` gives for it.
+template <ExprOp op>
+ExprImpl *clone_add_term_by(const ExprImpl &e, TermImpl &&t) {
+    auto r = std::make_unique<ExprImpl>(e);
+    r->attr = attr_after<op>({e, nullptr, &t});
+    r->add_term(std::move(t));
+    return r.release();
 }
 
 }  // namespace
@@ -235,69 +201,51 @@ ExprImpl *vexa_expr_clone(const ExprImpl *e) { return new ExprImpl(*e); }
 ExprImpl *vexa_expr_clone_add_int(const ExprImpl *e, const vexa_bigint *c) {
     auto r = std::make_unique<ExprImpl>(*e);
     const coeff_t value = coeff_from_record(c);
-    if (!is_live_sum(e->attr) && !(value == 0 && is_constraint(e->attr))) r->attr = kPlainAttr;
+    r->attr = attr_after<ExprOp::clone_add_int>({*e, nullptr, nullptr, &value});
     r->constant += value;
     return r.release();
 }
 
 ExprImpl *vexa_expr_clone_sub_int(const ExprImpl *e, const vexa_bigint *c) {
     auto r = std::make_unique<ExprImpl>(*e);
-    r->attr = clone_attr_kept_if_live(*e);
+    r->attr = attr_after<ExprOp::clone_sub_int>({*e});
     r->constant -= coeff_from_record(c);
     return r.release();
 }
 
 ExprImpl *vexa_expr_clone_add_var(const ExprImpl *e, uint32_t v) {
-    auto r = std::make_unique<ExprImpl>(*e);
-    r->attr = clone_attr_kept_if_live(*e);
-    r->add_term(var_term(1, v));
-    return r.release();
+    return clone_add_term_by<ExprOp::clone_add_var>(*e, var_term(1, v));
 }
 
 ExprImpl *vexa_expr_clone_sub_var(const ExprImpl *e, uint32_t v) {
-    auto r = std::make_unique<ExprImpl>(*e);
-    r->attr = clone_attr_kept_if_live(*e);
-    r->add_term(var_term(-1, v));
-    return r.release();
+    return clone_add_term_by<ExprOp::clone_sub_var>(*e, var_term(-1, v));
 }
 
 ExprImpl *vexa_expr_clone_add_term(const ExprImpl *e, const TermImpl *t) {
-    auto r = std::make_unique<ExprImpl>(*e);
-    if (is_constraint(e->attr)) {
-        ExprImpl term_expr;
-        term_expr.add_term(*t);
-        r->attr = merge_attr(e->attr, nullptr, kPlainAttr, &term_expr, false);
-    } else {
-        r->attr = kPlainAttr;
-    }
-    r->add_term(*t);
-    return r.release();
+    return clone_add_term_by<ExprOp::clone_add_term>(*e, TermImpl(*t));
 }
 
 ExprImpl *vexa_expr_clone_sub_term(const ExprImpl *e, const TermImpl *t) {
-    auto r = std::make_unique<ExprImpl>(*e);
-    r->attr = clone_attr_kept_if_live(*e);
-    r->add_term(negated(*t));
-    return r.release();
+    return clone_add_term_by<ExprOp::clone_sub_term>(*e, negated(*t));
 }
 
 ExprImpl *vexa_expr_clone_add_expr(const ExprImpl *a, const ExprImpl *b) {
     auto r = std::make_unique<ExprImpl>(*a);
-    r->attr = attr_after_add_expr(*a, *b, false);
+    r->attr = attr_after<ExprOp::clone_add_expr>({*a, b});
     r->append_terms(*b);
     return r.release();
 }
 
 ExprImpl *vexa_expr_clone_sub_expr(const ExprImpl *a, const ExprImpl *b) {
     auto r = std::make_unique<ExprImpl>(*a);
-    r->attr = attr_after_sub_expr(*a, *b, false);
+    r->attr = attr_after<ExprOp::clone_sub_expr>({*a, b});
     sub_expr_value(*r, *b);
     return r.release();
 }
 
 ExprImpl *vexa_expr_clone_mul_int(const ExprImpl *e, const vexa_bigint *k) {
     const coeff_t factor = coeff_from_record(k);
-    const uint32_t word = scale_attr(e->attr, factor);
+    const uint32_t word = attr_after<ExprOp::clone_mul_int>({*e, nullptr, nullptr, &factor});
     auto r = std::make_unique<ExprImpl>(*e);
     r->attr = word;
     r->imul_int(factor);
@@ -307,70 +255,49 @@ ExprImpl *vexa_expr_clone_mul_int(const ExprImpl *e, const vexa_bigint *k) {
 // ---- in place ----
 
 void vexa_expr_iadd_int(ExprImpl *e, const vexa_bigint *c) {
-    keep_only_if_live(*e);
+    e->attr = attr_after<ExprOp::iadd_int>({*e});
     e->constant += coeff_from_record(c);
 }
 
 void vexa_expr_isub_int(ExprImpl *e, const vexa_bigint *c) {
-    keep_only_if_live(*e);
+    e->attr = attr_after<ExprOp::isub_int>({*e});
     e->constant -= coeff_from_record(c);
 }
 
-void vexa_expr_iadd_var(ExprImpl *e, uint32_t v) {
-    TermImpl t = var_term(1, v);
-    attr_after_adding_term(*e, t);
-    e->add_term(std::move(t));
-}
+void vexa_expr_iadd_var(ExprImpl *e, uint32_t v) { add_term_by<ExprOp::iadd_var>(*e, var_term(1, v)); }
 
-void vexa_expr_isub_var(ExprImpl *e, uint32_t v) {
-    keep_only_if_live(*e);
-    e->add_term(var_term(-1, v));
-}
+void vexa_expr_isub_var(ExprImpl *e, uint32_t v) { add_term_by<ExprOp::isub_var>(*e, var_term(-1, v)); }
 
-void vexa_expr_iadd_term(ExprImpl *e, const TermImpl *t) {
-    attr_after_adding_term(*e, *t);
-    e->add_term(*t);
-}
+void vexa_expr_iadd_term(ExprImpl *e, const TermImpl *t) { add_term_by<ExprOp::iadd_term>(*e, TermImpl(*t)); }
 
-void vexa_expr_isub_term(ExprImpl *e, const TermImpl *t) {
-    keep_only_if_live(*e);
-    e->add_term(negated(*t));
-}
+void vexa_expr_isub_term(ExprImpl *e, const TermImpl *t) { add_term_by<ExprOp::isub_term>(*e, negated(*t)); }
 
 void vexa_expr_iadd_term_move(ExprImpl *e, TermImpl *t) {
-    attr_after_adding_term(*e, *t);
-    e->add_term(std::move(*t));
+    add_term_by<ExprOp::iadd_term_move>(*e, std::move(*t));
     delete t;
 }
 
 void vexa_expr_iadd_raw_term(ExprImpl *e, const vexa_bigint *coeff, const uint32_t *vars, uint32_t nvars) {
-    TermImpl t = make_term(coeff_from_record(coeff), vars, nvars);
-    attr_after_adding_term(*e, t);
-    e->add_term(std::move(t));
+    add_term_by<ExprOp::iadd_raw_term>(*e, make_term(coeff_from_record(coeff), vars, nvars));
 }
 
 void vexa_expr_isub_raw_term(ExprImpl *e, const vexa_bigint *coeff, const uint32_t *vars, uint32_t nvars) {
-    TermImpl t = make_term(-coeff_from_record(coeff), vars, nvars);
-    keep_only_if_live(*e);
-    e->add_term(std::move(t));
+    add_term_by<ExprOp::isub_raw_term>(*e, make_term(-coeff_from_record(coeff), vars, nvars));
 }
 
 void vexa_expr_iadd_move_term(ExprImpl *e, const vexa_bigint *coeff, uint64_t packed_vars, void *spare) {
-    TermImpl t = moved_term(coeff, packed_vars, spare);
-    keep_only_if_live(*e);
-    e->add_term(std::move(t));
+    add_term_by<ExprOp::iadd_move_term>(*e, moved_term(coeff, packed_vars, spare));
 }
 
 void vexa_expr_isub_move_term(ExprImpl *e, const vexa_bigint *coeff, uint64_t packed_vars, void *spare) {
     TermImpl t = moved_term(coeff, packed_vars, spare);
     t.coeff = -t.coeff;
-    keep_only_if_live(*e);
-    e->add_term(std::move(t));
+    add_term_by<ExprOp::isub_move_term>(*e, std::move(t));
 }
 
 void vexa_expr_iadd_terms_bulk(ExprImpl *e, const vexa_bigint *constant, uint64_t n, const vexa_bigint *coeffs,
                                const uint32_t *counts, const uint32_t *vars) {
-    keep_only_if_live(*e);
+    e->attr = attr_after<ExprOp::iadd_terms_bulk>({*e});
     add_bulk(*e, coeff_from_record(constant), n, coeffs, counts, vars);
 }
 
@@ -394,56 +321,73 @@ void vexa_expr_isub_expr(ExprImpl *e, const ExprImpl *o) {
 
 void vexa_expr_imul_int(ExprImpl *e, const vexa_bigint *k) {
     const coeff_t factor = coeff_from_record(k);
-    e->attr = scale_attr(e->attr, factor);
+    e->attr = attr_after<ExprOp::imul_int>({*e, nullptr, nullptr, &factor});
     e->imul_int(factor);
 }
 
 void vexa_expr_idiv_int(ExprImpl *e, const vexa_bigint *d) {
-    refuse_declared(*e, "/=");
+    const uint32_t word = attr_after<ExprOp::idiv_int>({*e});
     const coeff_t divisor = coeff_from_record(d);
-    e->attr = kPlainAttr;
+    e->attr = word;
     e->idiv_int(divisor);
 }
 
+// The products below are new values: they take the word the rule gives
+// (plain, once a declared operand has been refused).
 void vexa_expr_imul_var(ExprImpl *e, uint32_t v) {
-    refuse_declared(*e, "*= var");
+    const uint32_t word = attr_after<ExprOp::imul_var>({*e});
     ExprImpl product = e->mul_var(v);
+    product.attr = word;
     *e = std::move(product);
 }
 
 void vexa_expr_imul_term_direct(ExprImpl *e, const vexa_bigint *coeff, uint64_t packed_vars) {
-    refuse_declared(*e, "*= term");
+    const uint32_t word = attr_after<ExprOp::imul_term_direct>({*e});
     const TermImpl t{coeff_from_record(coeff), VarArray::unpack(packed_vars)};
     ExprImpl product = e->mul_term(t);
+    product.attr = word;
     *e = std::move(product);
 }
 
 void vexa_expr_imul_expr(ExprImpl *e, const ExprImpl *o) {
-    refuse_declared(*e, "*= expr");
-    refuse_declared(*o, "* expr");
+    const uint32_t word = attr_after<ExprOp::imul_expr>({*e, o});
     ExprImpl product = e->mul(*o);
+    product.attr = word;
     *e = std::move(product);
 }
 
 void vexa_expr_negate(ExprImpl *e) {
-    e->attr = is_live_sum(e->attr) ? scale_attr(e->attr, -1) : kPlainAttr;
+    e->attr = attr_after<ExprOp::negate>({*e});
     e->negate();
 }
 
 // ---- products ----
 
 ExprImpl *vexa_expr_mul_expr(const ExprImpl *a, const ExprImpl *b) {
-    refuse_declared(*a, "* expr");
-    refuse_declared(*b, "* expr");
-    return new ExprImpl(a->mul(*b));
+    const uint32_t word = attr_after<ExprOp::mul_expr>({*a, b});
+    auto r = std::make_unique<ExprImpl>(a->mul(*b));
+    r->attr = word;
+    return r.release();
 }
 
 ExprImpl *vexa_expr_sqr(const ExprImpl *e) {
-    refuse_declared(*e, "sqr");
-    return new ExprImpl(e->sqr());
+    const uint32_t word = attr_after<ExprOp::sqr>({*e});
+    auto r = std::make_unique<ExprImpl>(e->sqr());
+    r->attr = word;
+    return r.release();
 }
 
 // ---- reading ----
+
+void vexa_expr_gcd(const ExprImpl *e, vexa_bigint *out) {
+    coeff_t g = abs(e->constant);
+    auto fold = [&](const coeff_t &c) {
+        if (!c.is_zero()) g = boost::multiprecision::gcd(g, coeff_t(abs(c)));
+    };
+    if (e->has_head()) fold(e->head.coeff);
+    for (uint64_t i = 0; i < e->size; ++i) fold(e->data[i].coeff);
+    coeff_to_record(g, out);
+}
 
 void vexa_expr_constant(const ExprImpl *e, vexa_bigint *out) { coeff_to_record(e->constant, out); }
 

@@ -3,11 +3,9 @@
 // threads can write their own slots; nothing is merged on the way.
 #include <atomic>
 
-#include "core/bigint.hpp"
 #include "core/fatal.hpp"
 #include "core/parallel.hpp"
 #include "expr/expr.hpp"
-#include "vexa/expr.h"
 
 using vexa::coeff_t;
 
@@ -164,14 +162,4 @@ void ExprImpl::idiv_int(const coeff_t &d) {
         if (!divide_exact(data[i].coeff, d)) failed.store(true, std::memory_order_relaxed);
     });
     if (failed.load()) vexa::fatal("Indivisible division in Expr term");
-}
-
-extern "C" void vexa_expr_gcd(const ExprImpl *e, vexa_bigint *out) {
-    coeff_t g = abs(e->constant);
-    auto fold = [&](const coeff_t &c) {
-        if (!c.is_zero()) g = boost::multiprecision::gcd(g, coeff_t(abs(c)));
-    };
-    if (e->has_head()) fold(e->head.coeff);
-    for (uint64_t i = 0; i < e->size; ++i) fold(e->data[i].coeff);
-    vexa::coeff_to_record(g, out);
 }

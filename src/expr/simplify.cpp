@@ -1,14 +1,11 @@
 #include "expr/simplify.hpp"
 
 #include <boost/sort/block_indirect_sort/block_indirect_sort.hpp>
-#include <memory>
 #include <vector>
 
-#include "constraint/attr.hpp"
 #include "core/fatal.hpp"
 #include "core/parallel.hpp"
 #include "expr/merge.hpp"
-#include "vexa/expr.h"
 
 namespace vexa {
 
@@ -185,28 +182,3 @@ ExprImpl expr_simplify_as_spin(const ExprImpl &e) {
 }
 
 }  // namespace vexa
-
-namespace {
-// The exported wrappers: the value's canonical form, with any constraint
-// word carried over by simplifying every constraint body the same way.
-template <ExprImpl (*Simplifier)(const ExprImpl &)>
-ExprImpl *simplify_with_attr(const ExprImpl *e) {
-    auto result = std::make_unique<ExprImpl>(Simplifier(*e));
-    if (!vexa::is_constraint(e->attr)) {
-        result->attr = e->attr;
-    } else {
-        result->attr = vexa::rebuild_attr(e->attr, [](const ExprImpl &body) { return Simplifier(body); });
-    }
-    return result.release();
-}
-}  // namespace
-
-extern "C" {
-ExprImpl *vexa_expr_simplify(const ExprImpl *e) { return simplify_with_attr<vexa::expr_simplify>(e); }
-ExprImpl *vexa_expr_simplify_as_binary(const ExprImpl *e) {
-    return simplify_with_attr<vexa::expr_simplify_as_binary>(e);
-}
-ExprImpl *vexa_expr_simplify_as_spin(const ExprImpl *e) {
-    return simplify_with_attr<vexa::expr_simplify_as_spin>(e);
-}
-}

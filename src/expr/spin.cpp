@@ -1,23 +1,15 @@
 // Between the 0/1 and the +-1 reading of variables, and quadratic reduction.
-#include <memory>
-#include <string>
+#include "expr/spin.hpp"
 
-#include "constraint/attr.hpp"
 #include "core/fatal.hpp"
 #include "expr/simplify.hpp"
-#include "vexa/expr.h"
 
-using namespace vexa;
+namespace vexa {
 
 namespace {
 
-// Refuses declared constraints first, then integer atoms.
-void refuse(const ExprImpl &e, const char *operation, const char *int_message) {
-    if (is_live_sum(e.attr)) {
-        fatal(std::string("vexa::cons: '") + operation +
-              "' is not allowed on an expression with declared constraints");
-    }
-    if (e.has_int_atom()) fatal(int_message);
+void refuse_int_atoms(const ExprImpl &e, const char *message) {
+    if (e.has_int_atom()) fatal(message);
 }
 
 // acc + sum over terms of coeff * prod(factor(literal)), each product scaled
@@ -37,38 +29,35 @@ ExprImpl expand_terms(const ExprImpl &e, ExprImpl acc, int pad_to, Factor &&fact
 
 }  // namespace
 
-extern "C" {
-
-ExprImpl *vexa_expr_binary_to_spin(const ExprImpl *e) {
-    refuse(*e, "binary_to_spin",
-           "binary_to_spin: native integer variables (int_var) are not supported (spin semantics do not apply to "
-           "integer atoms).");
+ExprImpl binary_to_spin(const ExprImpl &e) {
+    refuse_int_atoms(e,
+                     "binary_to_spin: native integer variables (int_var) are not supported (spin semantics do not "
+                     "apply to integer atoms).");
     // x = (s + 1) / 2; scaling by 2^D keeps every coefficient whole.
-    const int depth = static_cast<int>(e->max_degree());
-    ExprImpl acc{e->constant << depth};
-    acc = expand_terms(*e, std::move(acc), depth, [](uint32_t l) { return literal_expr(1, l, 1); });
-    return new ExprImpl(expr_simplify_as_spin(acc));
+    const int depth = static_cast<int>(e.max_degree());
+    ExprImpl acc{e.constant << depth};
+    acc = expand_terms(e, std::move(acc), depth, [](uint32_t l) { return literal_expr(1, l, 1); });
+    return expr_simplify_as_spin(acc);
 }
 
-ExprImpl *vexa_expr_spin_to_binary(const ExprImpl *e) {
-    refuse(*e, "spin_to_binary",
-           "spin_to_binary: native integer variables (int_var) are not supported (spin semantics do not apply to "
-           "integer atoms).");
+ExprImpl spin_to_binary(const ExprImpl &e) {
+    refuse_int_atoms(e,
+                     "spin_to_binary: native integer variables (int_var) are not supported (spin semantics do not "
+                     "apply to integer atoms).");
     // s = 2x - 1
-    ExprImpl acc = expand_terms(*e, ExprImpl{e->constant}, -1, [](uint32_t l) { return literal_expr(2, l, -1); });
-    return new ExprImpl(expr_simplify_as_binary(acc));
+    ExprImpl acc = expand_terms(e, ExprImpl{e.constant}, -1, [](uint32_t l) { return literal_expr(2, l, -1); });
+    return expr_simplify_as_binary(acc);
 }
 
-ExprImpl *vexa_expr_reduce(const ExprImpl *e) {
-    refuse(*e,
-           "reduce (declared constraints would be dropped; reduce the objective before adding vexa::cons parts)",
-           "reduce: native integer variables (int_var) are not supported (Ishikawa/Freedman quadratization "
-           "assumes 0/1 variables).");
+ExprImpl reduce_to_quadratic(const ExprImpl &e) {
+    refuse_int_atoms(e,
+                     "reduce: native integer variables (int_var) are not supported (Ishikawa/Freedman "
+                     "quadratization assumes 0/1 variables).");
     // Every term is at most quadratic already: nothing needs an auxiliary variable.
-    const ExprImpl s = expr_simplify_as_binary(*e);
+    const ExprImpl s = expr_simplify_as_binary(e);
     ExprImpl acc{s.constant};
     for (uint64_t i = 0; i < s.term_count(); ++i) acc.add_term(s.term(i));
-    return new ExprImpl(expr_simplify_as_binary(acc));
+    return expr_simplify_as_binary(acc);
 }
 
-}  // extern "C"
+}  // namespace vexa

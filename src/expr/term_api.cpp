@@ -3,10 +3,16 @@
 
 #include "core/bigint.hpp"
 #include "core/fatal.hpp"
+#include "core/text_buffer.hpp"
 #include "expr/term.hpp"
+#include "expr/text.hpp"
 #include "vexa/term.h"
 
 using namespace vexa;
+
+namespace {
+struct TermStrTag {};
+}  // namespace
 
 namespace vexa {
 void term_div_coeff(TermImpl &t, const coeff_t &d) {
@@ -68,6 +74,12 @@ TermImpl *vexa_term_mul_term_move(TermImpl *a, const TermImpl *b) {
     a->coeff *= b->coeff;
     a->vars = vars;
     return a;
+}
+
+const char *vexa_term_str(const TermImpl *t) {
+    std::string text;
+    append_term_text(text, *t);
+    return keep_text<TermStrTag>(std::move(text));
 }
 
 }  // extern "C"

@@ -1,13 +1,12 @@
 // Text forms of terms and expressions.
 #include <string>
 
-#include "core/text_buffer.hpp"
+#include "expr/text.hpp"
+
+#include "core/coeff.hpp"
 #include "core/variable_table.hpp"
 #include "expr/expr.hpp"
 #include "expr/term.hpp"
-#include "expr/text.hpp"
-#include "vexa/expr.h"
-#include "vexa/term.h"
 
 namespace vexa {
 
@@ -32,31 +31,17 @@ void append_term_text(std::string &out, const TermImpl &t) {
     }
 }
 
-}  // namespace vexa
-
-namespace {
-struct TermStrTag {};
-}  // namespace
-
-extern "C" const char *vexa_term_str(const TermImpl *t) {
+std::string expr_text(const ExprImpl &e) {
+    const uint64_t n = e.term_count();
+    if (e.constant.is_zero() && n == 0) return "0";
     std::string text;
-    vexa::append_term_text(text, *t);
-    return vexa::keep_text<TermStrTag>(std::move(text));
-}
-
-namespace {
-struct ExprStrTag {};
-}  // namespace
-
-extern "C" const char *vexa_expr_str(const ExprImpl *e) {
-    std::string text;
-    const uint64_t n = e->term_count();
-    if (e->constant.is_zero() && n == 0) return vexa::keep_text<ExprStrTag>("0");
-    if (!e->constant.is_zero()) text = vexa::coeff_text(e->constant);
+    if (!e.constant.is_zero()) text = coeff_text(e.constant);
     for (uint64_t i = 0; i < n; ++i) {
-        const TermImpl &t = e->term(i);
+        const TermImpl &t = e.term(i);
         if (!text.empty()) text += t.coeff.sign() < 0 ? " " : " +";
-        vexa::append_term_text(text, t);
+        append_term_text(text, t);
     }
-    return vexa::keep_text<ExprStrTag>(std::move(text));
+    return text;
 }
+
+}  // namespace vexa
