@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <type_traits>
 
 #include "frontend/hpp_util.hpp"
 
@@ -122,6 +123,53 @@ TEST_F(Ownership, MovesHandOverAndLeaveTheSourceEmpty) {
     Term u = std::move(t);
     EXPECT_EQ(t.handle(), nullptr);  // NOLINT
     EXPECT_EQ(u.str(), "4*x");
+}
+
+// Solvers hold a search wrapper that must be released exactly once: they move
+// but never copy. Values copy deeply and move without a library call.
+static_assert(!std::is_copy_constructible_v<NimbaSolver> && !std::is_copy_assignable_v<NimbaSolver>);
+static_assert(!std::is_copy_constructible_v<ExhaustiveSolver> && !std::is_copy_assignable_v<ExhaustiveSolver>);
+static_assert(std::is_nothrow_move_constructible_v<NimbaSolver> && std::is_nothrow_move_assignable_v<NimbaSolver>);
+static_assert(std::is_nothrow_move_constructible_v<ExhaustiveSolver> &&
+              std::is_nothrow_move_assignable_v<ExhaustiveSolver>);
+static_assert(std::is_nothrow_move_constructible_v<Expr> && std::is_nothrow_move_constructible_v<Term> &&
+              std::is_nothrow_move_constructible_v<vexa::Model> && std::is_nothrow_move_constructible_v<vexa::Sol> &&
+              std::is_nothrow_move_constructible_v<Result>);
+
+TEST_F(Ownership, ModelsSolutionsAndSolversHandOverTheirHandles) {
+    vexa::Model m = vexa::Model::from(x + y - 2 * x * y);
+    vexa::Model shared = m;  // a second handle on the same immutable model
+    EXPECT_NE(shared.handle(), m.handle());
+    EXPECT_EQ(shared.var_count(), 2u);
+    ::Model *model_handle = m.handle();
+    vexa::Model moved = std::move(m);
+    EXPECT_EQ(moved.handle(), model_handle);
+    EXPECT_EQ(m.handle(), nullptr);  // NOLINT: moved-from state is part of the contract
+    m = shared;                      // a moved-from value takes a new one
+    EXPECT_EQ(m.var_count(), 2u);
+
+    vexa::Sol s(moved);
+    vexa::Sol copy = s;  // deep: changing the copy leaves s alone
+    copy.flip(x);
+    EXPECT_EQ(copy.comp_energy(), 1);
+    EXPECT_EQ(s.get(x), 0);
+    EXPECT_EQ(s.energy(), 0);
+    ::Sol *sol_handle = copy.handle();
+    vexa::Sol taken = std::move(copy);
+    EXPECT_EQ(taken.handle(), sol_handle);
+    EXPECT_EQ(copy.handle(), nullptr);  // NOLINT
+    s = taken;
+    EXPECT_EQ(s.get(x), 1);
+    EXPECT_NE(s.handle(), taken.handle());
+
+    ExhaustiveSolver first(moved);
+    ExhaustiveSolver second = std::move(first);  // the wrapper goes along and still searches
+    EXPECT_EQ(second.search().energy(), 0);
+    ExhaustiveSolver other(shared);
+    other = std::move(second);  // the old wrapper is released, the new one kept
+    const Result r = other.search();
+    EXPECT_EQ(r.energy(), 0);
+    EXPECT_EQ(r.get(x), r.get(y));
 }
 
 TEST_F(Ownership, AnOperandMayMeetItself) {
