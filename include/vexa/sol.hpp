@@ -156,9 +156,8 @@ public:
     }
 
     // "energy:{{name,value},...}", binary variables then integer ones, in
-    // dense order. (vexa_sol_str reads item i as variable i, which holds only
-    // while the model's variables are exactly 0, 1, 2, ...; this text names
-    // the model's own variables.) Throws std::logic_error on a stale energy.
+    // dense order; the binary part is the text of vexa_sol_str. Throws
+    // std::logic_error on a stale energy.
     std::string str() const {
         std::string out = energy().str() + ":{";
         bool first = true;
