@@ -69,6 +69,20 @@ TEST(ModelSol, IterationNamesTheModelsVariables) {
     EXPECT_EQ((*s.vars().begin()).name(), "q[0][0]");
 }
 
+// A binary model over variables whose codes are not 0..n-1: the library's
+// text and the header's agree, item by item.
+TEST(ModelSol, LibraryTextMatchesTheHeadersText) {
+    const Var unused("unused"), b("b");
+    const Vars q("q", 3);
+    const Model m = Model::from(b - 2 * q[2] * ~b + q[0]);
+    Sol s(m);
+    s.set(q[2], 1);
+    s.set(b, 0);
+    s.comp_energy();
+    EXPECT_EQ(s.str(), "-2:{{b,0},{q[0],0},{q[2],1}}");
+    EXPECT_EQ(vexa_sol_str(s.handle()), s.str());
+}
+
 TEST(ModelSol, VariablesOutsideTheModelThrow) {
     const Var x("x"), y("y");
     const Model m = Model::from(x + 1);
