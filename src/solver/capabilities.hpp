@@ -51,10 +51,10 @@ void check_requirements(const ModelImpl &m, std::span<const Requirement> rows,
 template <class Table>
 void check_capabilities(const ModelImpl &m, const Table &t, std::span<const Requirement> rows,
                         std::string_view file = {}) {
-    check_requirements(
-        m, rows,
-        [](const void *table, std::string_view symbol) { return has_symbol(*static_cast<const Table *>(table), symbol); },
-        &t, file);
+    auto present = [](const void *table, std::string_view symbol) {
+        return has_symbol(*static_cast<const Table *>(table), symbol);
+    };
+    check_requirements(m, rows, present, &t, file);
 }
 
 // Every row names an optional symbol of the family.

@@ -64,7 +64,8 @@ SearchSettings read_search_settings(const vexa_param *params, std::string_view t
             s.seed = std::strtoull(value, nullptr, 10);
         } else if (key == "threads" || (module && key == "thread_count")) {
             if (module) {
-                s.threads = static_cast<uint32_t>(std::min<uint64_t>(module_thread_count(tag, value), kMaxModuleThreads));
+                const uint64_t t = module_thread_count(tag, value);
+                s.threads = static_cast<uint32_t>(std::min<uint64_t>(t, kMaxModuleThreads));
             } else {
                 s.threads = static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
                 if (s.threads == 0) fatal(tag, "threads must be >= 1.");

@@ -118,7 +118,8 @@ std::string heuristic_reference(const std::vector<Kind> &kinds, bool remainder, 
 std::string exhaustive_reference(const std::vector<Kind> &kinds, bool remainder, const std::vector<std::string> &gone) {
     auto lacks = [&](const char *s) { return std::find(gone.begin(), gone.end(), s) != gone.end(); };
     auto any = [&](std::initializer_list<Kind> of) {
-        return std::any_of(kinds.begin(), kinds.end(), [&](Kind k) { return std::find(of.begin(), of.end(), k) != of.end(); });
+        return std::any_of(kinds.begin(), kinds.end(),
+                           [&](Kind k) { return std::find(of.begin(), of.end(), k) != of.end(); });
     };
     if (any({shaped}) && lacks("set_cons_shape")) return kExhaustiveShape;
     if (!kinds.empty() && lacks("add_constraint")) return kExhaustiveAdd;
@@ -149,7 +150,8 @@ TEST(Capabilities, RandomModelsAndModulesGetTheMessageOfTheFirstMissingNeed) {
         if (nimba.empty()) {
             check_capabilities(*m->ref, nt, kNimbaBinaryNeeds, "f.so");
         } else {
-            EXPECT_DEATH(check_capabilities(*m->ref, nt, kNimbaBinaryNeeds, "f.so"), fatal_text(nimba)) << "seed " << seed;
+            EXPECT_DEATH(check_capabilities(*m->ref, nt, kNimbaBinaryNeeds, "f.so"), fatal_text(nimba))
+                << "seed " << seed;
         }
         if (exhaustive.empty()) {
             check_capabilities(*m->ref, et, kExhaustiveNeeds);

@@ -12,7 +12,9 @@ using namespace vexa::test;
 
 namespace {
 
-SearchSettings native(const Params &p) { return read_search_settings(p.get(), "NimbaSolver", SettingsReader::native_integer); }
+SearchSettings native(const Params &p) {
+    return read_search_settings(p.get(), "NimbaSolver", SettingsReader::native_integer);
+}
 SearchSettings module(const Params &p) { return read_search_settings(p.get(), "NimbaSolver", SettingsReader::module); }
 
 std::string describe(const SearchSettings &s) {
