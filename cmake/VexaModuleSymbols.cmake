@@ -4,35 +4,30 @@
 set(VEXA_MODULE_SYMBOLS_FILE ${PROJECT_SOURCE_DIR}/src/solver/module_symbols.h)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VEXA_MODULE_SYMBOLS_FILE})
 
-# Appends the rows of VEXA_<list>_MODULE_SYMBOLS to <names_var> and
-# <needs_var>, following the lists it includes.
-function(_vexa_module_symbol_rows list text names_var needs_var)
+# Appends the names of VEXA_<list>_MODULE_SYMBOLS to <names_var>, following
+# the lists it includes.
+function(_vexa_module_symbol_rows list text names_var)
   if(NOT text MATCHES "#define VEXA_${list}_MODULE_SYMBOLS\\(X\\)([^#]*)")
     message(FATAL_ERROR "${VEXA_MODULE_SYMBOLS_FILE} has no list VEXA_${list}_MODULE_SYMBOLS")
   endif()
   string(REGEX MATCHALL "X\\([a-z0-9_]+, *[A-Za-z0-9_]+, *[a-z_]+\\)|VEXA_[A-Z]+_MODULE_SYMBOLS\\(X\\)"
          items "${CMAKE_MATCH_1}")
   set(names ${${names_var}})
-  set(needs ${${needs_var}})
   foreach(item IN LISTS items)
-    if(item MATCHES "^X\\(([a-z0-9_]+), *[A-Za-z0-9_]+, *([a-z_]+)\\)$")
+    if(item MATCHES "^X\\(([a-z0-9_]+),")
       list(APPEND names ${CMAKE_MATCH_1})
-      list(APPEND needs ${CMAKE_MATCH_2})
     elseif(item MATCHES "^VEXA_([A-Z]+)_MODULE_SYMBOLS")
-      _vexa_module_symbol_rows(${CMAKE_MATCH_1} "${text}" names needs)
+      _vexa_module_symbol_rows(${CMAKE_MATCH_1} "${text}" names)
     endif()
   endforeach()
   set(${names_var} ${names} PARENT_SCOPE)
-  set(${needs_var} ${needs} PARENT_SCOPE)
 endfunction()
 
-# vexa_module_symbols(<NIMBA|EXHAUSTIVE|TESSIX> <names_var> <needs_var>):
-# the family's symbol names (without prefix) and their needs, in list order.
-function(vexa_module_symbols family names_var needs_var)
+# vexa_module_symbols(<NIMBA|EXHAUSTIVE|TESSIX> <names_var>): the family's
+# symbol names, without the prefix, in list order.
+function(vexa_module_symbols family names_var)
   file(READ ${VEXA_MODULE_SYMBOLS_FILE} text)
   set(names)
-  set(needs)
-  _vexa_module_symbol_rows(${family} "${text}" names needs)
+  _vexa_module_symbol_rows(${family} "${text}" names)
   set(${names_var} ${names} PARENT_SCOPE)
-  set(${needs_var} ${needs} PARENT_SCOPE)
 endfunction()
