@@ -1,6 +1,8 @@
 #include "solver/capabilities.hpp"
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "core/fatal.hpp"
 #include "solver/module_wiring.hpp"
@@ -43,18 +45,24 @@ bool constraint_demands(const NativeConstraint &c, Demand d) {
 void check_requirements(const ModelImpl &m, std::span<const Requirement> rows,
                         bool (*present)(const void *table, std::string_view symbol), const void *table,
                         std::string_view file) {
+    // Each row's symbol is looked up once, not once per constraint.
+    std::vector<bool> served(rows.size());
+    for (size_t i = 0; i < rows.size(); ++i) served[i] = present(table, rows[i].symbol);
     size_t i = 0;
     while (i < rows.size()) {
         if (!per_constraint(rows[i].demand)) {
-            if (model_demands(m, rows[i].demand) && !present(table, rows[i].symbol)) refuse(rows[i], file);
+            if (!served[i] && model_demands(m, rows[i].demand)) refuse(rows[i], file);
             ++i;
             continue;
         }
         size_t end = i;
         while (end < rows.size() && per_constraint(rows[end].demand)) ++end;
-        for (const NativeConstraint &c : m.native_constraints) {
-            for (size_t k = i; k < end; ++k) {
-                if (constraint_demands(c, rows[k].demand) && !present(table, rows[k].symbol)) refuse(rows[k], file);
+        const bool all_served = std::all_of(served.begin() + i, served.begin() + end, [](bool b) { return b; });
+        if (!all_served) {
+            for (const NativeConstraint &c : m.native_constraints) {
+                for (size_t k = i; k < end; ++k) {
+                    if (!served[k] && constraint_demands(c, rows[k].demand)) refuse(rows[k], file);
+                }
             }
         }
         i = end;
