@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "module_fatal.hpp"
+#include "core/fatal.hpp"
 
 namespace vexa::mod {
 
@@ -24,7 +24,7 @@ struct PolyBuilder {
         size_t distinct = 0;
         for (size_t k = 0; k < count; ++k) {
             const Literal &l = lits[k];
-            if (l.flat >= bin_count) module_fatal(tag, "integer variable in a binary model");
+            if (l.flat >= bin_count) fatal(tag, "integer variable in a binary model");
             const int ls = l.negated ? 1 : 0, lt = l.negated ? -1 : 1;
             size_t at = 0;
             while (at < distinct && vars[at] != l.flat) ++at;
@@ -35,7 +35,7 @@ struct PolyBuilder {
                 t[at] = nt;
                 continue;
             }
-            if (distinct == 2) module_fatal(tag, "terms of more than two variables are not supported");
+            if (distinct == 2) fatal(tag, "terms of more than two variables are not supported");
             vars[distinct] = l.flat;
             s[distinct] = ls;
             t[distinct] = lt;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "module_fatal.hpp"
+#include "core/fatal.hpp"
 
 namespace vexa::mod {
 
@@ -13,7 +13,7 @@ void check_literal(std::string_view tag, const ModelArrays &a, Literal lit, uint
     const bool is_int = lit.flat >= a.bin_count;
     const bool ok = lit.flat < a.total() && !(is_int && lit.negated);
     if (!ok) {
-        module_fatal(tag, std::string("variable word ") + std::to_string(word) + " in " + where +
+        fatal(tag, std::string("variable word ") + std::to_string(word) + " in " + where +
                               " is outside the model (" + std::to_string(a.bin_count) +
                               " binary, " + std::to_string(a.int_count) + " integer variables)");
     }
@@ -35,7 +35,7 @@ ModelArrays make_model_arrays(std::string_view tag, uint32_t bin_count, uint32_t
         a.int_lower.push_back(int_lower[k]);
         a.int_upper.push_back(int_upper[k]);
         if (int_lower[k] > int_upper[k]) {
-            module_fatal(tag, "integer variable " + std::to_string(k) + " has lower bound above its upper bound");
+            fatal(tag, "integer variable " + std::to_string(k) + " has lower bound above its upper bound");
         }
     }
     for (uint32_t d = 0; d < degree_count; ++d) {
@@ -78,7 +78,7 @@ void add_constraint_record(std::string_view tag, ModelArrays &arrays, const coef
 
 void set_last_constraint_shape(std::string_view tag, ModelArrays &arrays, uint8_t exponent,
                                uint8_t hinge) {
-    if (arrays.constraints.empty()) module_fatal(tag, "set_cons_shape called before any constraint was added");
+    if (arrays.constraints.empty()) fatal(tag, "set_cons_shape called before any constraint was added");
     arrays.constraints.back().shape_exponent = exponent;
     arrays.constraints.back().shape_hinge = hinge;
 }

@@ -1,38 +1,26 @@
-// Search settings read from the text pairs of a module call. Unknown keys are
-// ignored; later pairs of a key overwrite earlier ones.
+// Search settings of a module call: the shared reader of the library in its
+// module form (unknown keys are skipped, "thread_count" names "threads").
 #pragma once
 
 #include <cstdint>
+#include <random>
 #include <string_view>
 
-#include "core/coeff.hpp"
-#include "vexa/common.h"
+#include "solver/search_settings.hpp"
 
 namespace vexa::mod {
 
-struct SearchParams {
-    bool has_time_limit = false;
-    double time_limit = 0.0;      // seconds; at or below 0 means one evaluated state per thread
-    bool has_target = false;
-    coeff_t target_energy;        // stop once the best energy is at or below it
-    bool has_seed = false;
-    uint64_t seed = 0;
-    uint32_t threads = 0;         // 0: the default thread count
-    uint64_t topk = 0;            // 0: no top-k list
-    bool best_energy = false;     // list the states of the best energy
-    uint64_t best_energy_cap = 0; // 0: no cap
-};
+using SearchParams = vexa::SearchSettings;
 
-// Keys: "time_limit" (strtod), "target_energy" (decimal integer), "seed"
-// (strtoull), "threads" and "thread_count" (strtoul, at least 1), "topk_sols"
-// (strtoul, at least 1), "best_energy_sols" (the cap if the text begins with
-// a digit, else no cap). Bad values are fatal with `tag`.
-SearchParams parse_search_params(std::string_view tag, const vexa_param *params);
+inline SearchParams parse_search_params(std::string_view tag, const vexa_param *params) {
+    return read_search_settings(params, tag, SettingsReader::module);
+}
 
-// The threads of the process's affinity mask, else the hardware concurrency, else 1.
-uint32_t default_thread_count();
-
-// The seed for a search: the given one, else a fresh draw.
-uint64_t resolve_seed(const SearchParams &p);
+// The seed for a search: the given one, else a fresh 64-bit draw.
+inline uint64_t resolve_seed(const SearchParams &p) {
+    if (p.has_seed) return p.seed;
+    std::random_device rd;
+    return (static_cast<uint64_t>(rd()) << 32) ^ rd();
+}
 
 }  // namespace vexa::mod

@@ -5,8 +5,8 @@
 #include <string>
 #include <thread>
 
+#include "core/fatal.hpp"
 #include "exact_energy.hpp"
-#include "module_fatal.hpp"
 
 namespace vexa::mod {
 
@@ -16,7 +16,7 @@ void check_one(std::string_view tag, const ModelArrays &arrays, const coeff_t &e
                const coeff_t *ints, const char *what) {
     const coeff_t exact = exact_energy(arrays, bits, ints);
     if (exact != energy) {
-        module_fatal(tag, std::string("internal error — ") + what + " energy mismatch (search " + energy.str() +
+        fatal(tag, std::string("internal error — ") + what + " energy mismatch (search " + energy.str() +
                               ", exact " + exact.str() + ")");
     }
 }

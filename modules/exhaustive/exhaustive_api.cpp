@@ -3,13 +3,14 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
 #include "energy_record.hpp"
 #include "exhaustive_search.hpp"
-#include "module_fatal.hpp"
+#include "core/fatal.hpp"
 #include "module_output.hpp"
 #include "state_check.hpp"
-#include "vexa/solver_module.h"
+#include "solver/module_symbols.h"
 
 using namespace vexa;
 using namespace vexa::mod;
@@ -42,7 +43,7 @@ VEXA_API void *vexa_exhaustive_create(void *w, uint32_t bin_count, uint32_t degr
                                       const void *const *coef_lists, int32_t reserved) {
     (void)reserved;  // always -1
     if (bin_count > kMaxExhaustiveVariables) {
-        module_fatal(kExhaustiveTag, "the model has " + std::to_string(bin_count) +
+        fatal(kExhaustiveTag, "the model has " + std::to_string(bin_count) +
                                          " binary variables; exhaustive enumeration handles at most " +
                                          std::to_string(kMaxExhaustiveVariables) + ".");
     }
@@ -153,3 +154,10 @@ VEXA_API void vexa_exhaustive_set_remainder(void *hp, const void *remainder_cons
 }
 
 }  // extern "C"
+
+// Each function of the family's symbol list is defined above, with the
+// list's type; the version script exports the prefix and nothing else.
+#define VEXA_CHECK_EXPORT(name, type, need) \
+    static_assert(std::is_same_v<decltype(&vexa_exhaustive_##name), type>, "vexa_exhaustive_" #name);
+VEXA_EXHAUSTIVE_MODULE_SYMBOLS(VEXA_CHECK_EXPORT)
+#undef VEXA_CHECK_EXPORT

@@ -2,13 +2,14 @@
 #include <atomic>
 #include <cstdio>
 #include <string>
+#include <type_traits>
 
 #include "binary_engine.hpp"
 #include "int_engine.hpp"
-#include "module_fatal.hpp"
+#include "core/fatal.hpp"
 #include "nimba_handle.hpp"
 #include "state_check.hpp"
-#include "vexa/solver_module.h"
+#include "solver/module_symbols.h"
 
 using namespace vexa;
 using namespace vexa::mod;
@@ -87,7 +88,7 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
                                         void *hint) {
     (void)hint;  // an opaque hint of another solver family; this engine starts from random states
     auto *h = static_cast<NimbaHandle *>(hp);
-    if (h->arrays.integer_mode) module_fatal(kNimbaTag, "search called on a handle made by create_int (use search_int)");
+    if (h->arrays.integer_mode) fatal(kNimbaTag, "search called on a handle made by create_int (use search_int)");
     const SearchParams p = parse_search_params(kNimbaTag, params);
     const auto prep = prepared_of(h);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
@@ -118,7 +119,7 @@ VEXA_API void *vexa_nimba_solver_search_int(void *hp, ModuleSolution *best, cons
                                             void *out_ints) {
     auto *h = static_cast<NimbaHandle *>(hp);
     const ModelArrays &a = h->arrays;
-    if (!a.integer_mode) module_fatal(kNimbaTag, "search_int called on a handle made by create (use search)");
+    if (!a.integer_mode) fatal(kNimbaTag, "search_int called on a handle made by create (use search)");
     const SearchParams p = parse_search_params(kNimbaTag, params);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
@@ -126,7 +127,7 @@ VEXA_API void *vexa_nimba_solver_search_int(void *hp, ModuleSolution *best, cons
     run_int_search(a, sh, threads, seed);
     for (uint32_t k = 0; k < a.int_count; ++k) {
         if (sh.best_ints[k] < a.int_lower[k] || sh.best_ints[k] > a.int_upper[k]) {
-            module_fatal(kNimbaTag, "internal error — integer value outside its bounds");
+            fatal(kNimbaTag, "internal error — integer value outside its bounds");
         }
     }
     check_returned_states(kNimbaTag, a, sh.best_energy, sh.best_bits.data(), sh.best_ints.data(), {}, threads);
@@ -216,3 +217,10 @@ VEXA_API void vexa_nimba_solver_set_remainder(void *hp, const void *remainder_co
 }
 
 }  // extern "C"
+
+// Each function of the family's symbol list is defined above, with the
+// list's type; the version script exports the prefix and nothing else.
+#define VEXA_CHECK_EXPORT(name, type, need) \
+    static_assert(std::is_same_v<decltype(&vexa_nimba_solver_##name), type>, "vexa_nimba_solver_" #name);
+VEXA_NIMBA_MODULE_SYMBOLS(VEXA_CHECK_EXPORT)
+#undef VEXA_CHECK_EXPORT

@@ -18,6 +18,13 @@ namespace {
 }  // namespace
 
 void fatal(std::string_view message) { write_and_abort(message, true); }
+
+void fatal(std::string_view tag, std::string_view message) {
+    std::string text(tag);
+    text.append(": ");
+    text.append(message);
+    write_and_abort(text, true);
+}
 void fatal_no_newline(std::string_view message) { write_and_abort(message, false); }
 
 }  // namespace vexa

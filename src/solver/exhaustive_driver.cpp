@@ -1,16 +1,17 @@
 // ExhaustiveSolver: binary models go to "exhaustive_cppint.so"; models with
 // integer variables are enumerated here.
+#include "solver/exhaustive_driver.hpp"
+
 #include <memory>
 #include <vector>
 
-#include "core/fatal.hpp"
 #include "model/model.hpp"
+#include "solver/capabilities.hpp"
 #include "solver/int_enumeration.hpp"
 #include "solver/module_wiring.hpp"
 #include "solver/modules.hpp"
 #include "solver/params.hpp"
 #include "solver/result.hpp"
-#include "vexa/solver.h"
 
 using namespace vexa;
 
@@ -23,37 +24,11 @@ struct vexa_exhaustive_wrapper {
     bool integer_mode = false;
 };
 
-namespace {
+namespace vexa {
 
-// Refuses a model that needs what the module lacks, before anything is
-// handed to it.
-void check_capabilities(const ModelImpl &m, const ExhaustiveModuleTable &t) {
-    if (any_shaped(m) && t.set_cons_shape == nullptr) {
-        fatal("ExhaustiveSolver: this solver .so predates vexa::abs/relu (missing vexa_exhaustive_set_cons_shape) "
-              "\xe2\x80\x94 update the solver .so.");
-    }
-    if (!m.native_constraints.empty() && t.add_constraint == nullptr) {
-        fatal("ExhaustiveSolver: the exhaustive solver .so does not support native constraints (rebuild it)");
-    }
-    if (any_nonlinear(m) && t.add_constraint_nl == nullptr) {
-        fatal("ExhaustiveSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it)");
-    }
-    if (any_allowed(m) && t.add_constraint_set == nullptr) {
-        fatal("ExhaustiveSolver: this solver .so does not support allowed-value set constraints (equal{...}); "
-              "rebuild it");
-    }
-    if (m.has_remainder && t.set_remainder == nullptr) {
-        fatal("ExhaustiveSolver: this solver .so does not support free-form penalty constraints (rebuild it)");
-    }
-}
-
-}  // namespace
-
-extern "C" {
-
-vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m) {
+vexa_exhaustive_wrapper *exhaustive_wrapper_create(std::shared_ptr<ModelImpl> model_ref) {
     auto w = std::make_unique<vexa_exhaustive_wrapper>();
-    w->model = m->ref;
+    w->model = std::move(model_ref);
     const ModelImpl &model = *w->model;
     if (!model.int_atoms.empty()) {
         check_no_int_remainder(model, "ExhaustiveSolver");
@@ -66,7 +41,7 @@ vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m) {
     w->var_lists = std::move(flat.var_lists);
     w->coef_lists = std::move(flat.coef_lists);
     const ExhaustiveModuleTable &t = exhaustive_module();
-    check_capabilities(model, t);
+    check_capabilities(model, t, kExhaustiveNeeds);
     register_exhaustive_callback_once(t);
     w->handle = t.create(nullptr, static_cast<uint32_t>(model.var_count()), model.max_degree, &model.constant,
                          w->term_counts.data(), w->var_lists.data(), w->coef_lists.data(), -1);
@@ -75,21 +50,20 @@ vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m) {
     return w.release();
 }
 
-void vexa_exhaustive_wrapper_destroy(vexa_exhaustive_wrapper *w) {
-    if (w == nullptr) return;
+void exhaustive_wrapper_destroy(vexa_exhaustive_wrapper *w) {
     if (w->handle != nullptr) exhaustive_module().destroy(w->handle);
     delete w;
 }
 
-nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wrapper *w, const vexa_param *params) {
-    const ModelImpl &model = *w->model;
-    if (w->integer_mode) return enumerate_integer_model(model, params);
+nimba_solver_result *exhaustive_wrapper_search(const vexa_exhaustive_wrapper &w, const vexa_param *params) {
+    const ModelImpl &model = *w.model;
+    if (w.integer_mode) return enumerate_integer_model(model, params);
     const ExhaustiveModuleTable &t = exhaustive_module();
     const ModuleParams list = ModuleParams::copy(params);
     const uint32_t bin_count = static_cast<uint32_t>(model.var_count());
     ModuleSolutionBox best(bin_count);
     const double start = monotonic_seconds();
-    void *sols = t.search(w->handle, best.get(), list.data());
+    void *sols = t.search(w.handle, best.get(), list.data());
     const double run_time = monotonic_seconds() - start;
     auto r = std::make_unique<nimba_solver_result>();
     r->energy = best.energy();
@@ -98,9 +72,9 @@ nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wrapper *w, 
     r->bits = best.bits();
     take_module_list(*r, t, sols, bin_count);
     r->info.emplace_back("run_time", seconds_text(run_time));
-    take_module_info(*r, t, w->handle);
+    take_module_info(*r, t, w.handle);
     add_machine_pairs(*r);
     return r.release();
 }
 
-}  // extern "C"
+}  // namespace vexa

@@ -57,15 +57,4 @@ void check_no_int_remainder(const ModelImpl &m, const char *tag) {
     }
 }
 
-void hand_constraint(const SharedModuleTable &t, void *h, const NativeConstraint &c) {
-    if (!c.quad_coeffs.empty()) {
-        call_add_constraint_nl(t.add_constraint_nl, h, c, c.vars.data());
-    } else if (!c.allowed.empty()) {
-        call_add_constraint_set(t.add_constraint_set, h, c, c.vars.data());
-    } else {
-        call_add_constraint(t.add_constraint, h, c, c.vars.data());
-    }
-    if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
-}
-
 }  // namespace vexa

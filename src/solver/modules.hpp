@@ -2,9 +2,11 @@
 // module files and keeping their function tables for the life of the process.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
-#include "vexa/solver_module.h"
+#include "solver/module_symbols.h"
 
 namespace vexa {
 
@@ -16,84 +18,73 @@ std::string module_dir();
 // The same without VEXA_LIB_DIR: where "exhaustive_cppint.so" is looked for.
 std::string library_dir();
 
-// The functions the heuristic and exhaustive families share under the same
-// names: destroy and the solution list are mandatory, the rest may be null.
-struct SharedModuleTable {
-    void *handle = nullptr;
-    vexa_module_destroy_fn destroy = nullptr;
-    vexa_sol_list_count_fn sol_list_count = nullptr;
-    vexa_sol_list_get_fn sol_list_get = nullptr;
-    vexa_sol_list_destroy_fn sol_list_destroy = nullptr;
-    vexa_register_callback_fn register_callback = nullptr;
-    vexa_get_info_fn get_info = nullptr;
-    vexa_free_info_fn free_info = nullptr;
-    vexa_add_constraint_fn add_constraint = nullptr;
-    vexa_add_constraint_nl_fn add_constraint_nl = nullptr;
-    vexa_add_constraint_set_fn add_constraint_set = nullptr;
-    vexa_set_cons_shape_fn set_cons_shape = nullptr;
-    vexa_set_remainder_fn set_remainder = nullptr;
+// How the loader treats one row of a family's symbol list
+// (solver/module_symbols.h tells each case).
+enum class SymbolNeed : uint8_t { mandatory, optional, gpu_entry, gpu, int_entry, int_part };
+
+// A row of a symbol list: the name without the family's prefix.
+struct SymbolRow {
+    const char *name;
+    SymbolNeed need;
 };
 
-// One heuristic module ("nimbasolver_<word>.so"). create and search are
-// mandatory; the integer engine may be missing.
-struct NimbaModuleTable : SharedModuleTable {
-    vexa_nimba_create_fn create = nullptr;
-    vexa_nimba_create_int_fn create_int = nullptr;
-    vexa_nimba_search_int_fn search_int = nullptr;
-    vexa_nimba_search_fn search = nullptr;
-};
+// A module table: the dlopen handle, then one function pointer per row of the
+// family's list, in the list's order. `rows` names them; each_slot visits
+// every slot with its row, in the same order.
+#define VEXA_TABLE_SLOT(name, type, need) type name = nullptr;
+#define VEXA_TABLE_ROW(name, type, need) SymbolRow{#name, SymbolNeed::need},
+#define VEXA_TABLE_VISIT(name, type, need) visit(SymbolRow{#name, SymbolNeed::need}, name);
+#define VEXA_MODULE_TABLE(Table, LIST, PREFIX, TAG)                                            \
+    struct Table {                                                                             \
+        static constexpr const char *prefix = PREFIX;                                          \
+        static constexpr const char *tag = TAG;                                                \
+        static constexpr SymbolRow rows[] = {LIST(VEXA_TABLE_ROW)};                            \
+        void *handle = nullptr;                                                                \
+        LIST(VEXA_TABLE_SLOT)                                                                  \
+        template <class Visit>                                                                 \
+        void each_slot(Visit &&visit) {                                                        \
+            LIST(VEXA_TABLE_VISIT)                                                             \
+        }                                                                                      \
+        template <class Visit>                                                                 \
+        void each_slot(Visit &&visit) const {                                                  \
+            LIST(VEXA_TABLE_VISIT)                                                             \
+        }                                                                                      \
+    };
 
-struct ExhaustiveModuleTable : SharedModuleTable {
-    vexa_exhaustive_create_fn create = nullptr;
-    vexa_exhaustive_search_fn search = nullptr;
-};
+// One heuristic module ("nimbasolver_<word>.so").
+VEXA_MODULE_TABLE(NimbaModuleTable, VEXA_NIMBA_MODULE_SYMBOLS, "vexa_nimba_solver_", "NimbaSolver")
+// The exhaustive module ("exhaustive_cppint.so").
+VEXA_MODULE_TABLE(ExhaustiveModuleTable, VEXA_EXHAUSTIVE_MODULE_SYMBOLS, "vexa_exhaustive_", "ExhaustiveSolver")
+// The accelerated module ("tessix_cppint.so"): a CPU family, constraint
+// functions of both sides, a GPU binary family (absent in a CPU-only file)
+// and the integer GPU engine (int_create is null when a part is missing).
+VEXA_MODULE_TABLE(TessixModuleTable, VEXA_TESSIX_MODULE_SYMBOLS, "vexa_tessix_", "TessixSolver")
 
-// The accelerated module: a GPU binary family (absent in a CPU-only file), a
-// CPU family, constraint functions of both, and the integer GPU engine
-// (int_create is null when any of its mandatory parts is missing).
-struct TessixModuleTable {
-    void *handle = nullptr;
-    vexa_tessix_init_fn init = nullptr;
-    vexa_tessix_solver_create_fn solver_create = nullptr;
-    vexa_module_destroy_fn solver_destroy = nullptr;
-    vexa_tessix_search_fn solver_search = nullptr;
-    vexa_register_callback_fn register_callback = nullptr;
-    vexa_sol_list_count_fn sol_list_count = nullptr;
-    vexa_tessix_sol_list_get_fn sol_list_get = nullptr;
-    vexa_sol_list_destroy_fn sol_list_destroy = nullptr;
-    vexa_tessix_hint_solution_fn hint_solution = nullptr;
-    vexa_tessix_set_external_stop_fn solver_set_external_stop = nullptr;
-    vexa_nimba_create_fn cpu_solver_create = nullptr;
-    vexa_add_constraint_fn cpu_add_constraint = nullptr;
-    vexa_add_constraint_nl_fn cpu_add_constraint_nl = nullptr;
-    vexa_add_constraint_set_fn cpu_add_constraint_set = nullptr;
-    vexa_set_cons_shape_fn cpu_set_cons_shape = nullptr;
-    vexa_add_constraint_set_fn add_constraint_set = nullptr;
-    vexa_add_constraint_fn add_constraint = nullptr;
-    vexa_add_constraint_nl_fn add_constraint_nl = nullptr;
-    vexa_set_cons_shape_fn set_cons_shape = nullptr;
-    vexa_set_remainder_fn cpu_set_remainder = nullptr;
-    vexa_set_remainder_fn set_remainder = nullptr;
-    vexa_module_destroy_fn cpu_solver_destroy = nullptr;
-    vexa_tessix_search_fn cpu_solver_search = nullptr;
-    vexa_tessix_cpu_solver_create_int_fn cpu_solver_create_int = nullptr;
-    vexa_tessix_search_int_fn cpu_solver_search_int = nullptr;
-    vexa_tessix_register_callback_iv_fn cpu_register_callback_iv = nullptr;
-    vexa_tessix_hint_iv_fn cpu_hint_iv = nullptr;
-    vexa_register_callback_fn cpu_register_callback = nullptr;
-    vexa_sol_list_count_fn cpu_sol_list_count = nullptr;
-    vexa_tessix_sol_list_get_fn cpu_sol_list_get = nullptr;
-    vexa_sol_list_destroy_fn cpu_sol_list_destroy = nullptr;
-    vexa_tessix_hint_solution_fn cpu_hint_solution = nullptr;
-    vexa_tessix_set_external_stop_fn cpu_solver_set_external_stop = nullptr;
-    vexa_tessix_gpu_device_count_fn gpu_device_count = nullptr;
-    vexa_tessix_int_create_fn int_create = nullptr;
-    vexa_tessix_int_add_cons_fn int_add_cons = nullptr;
-    vexa_tessix_int_round2_fn int_round2 = nullptr;
-    vexa_tessix_int_hint_fn int_hint = nullptr;
-    vexa_module_destroy_fn int_destroy = nullptr;
-    vexa_set_cons_shape_fn int_set_cons_shape = nullptr;
-};
+#undef VEXA_MODULE_TABLE
+#undef VEXA_TABLE_VISIT
+#undef VEXA_TABLE_ROW
+#undef VEXA_TABLE_SLOT
+
+// Whether the table's slot of that name is filled; false for a name the
+// family does not have.
+template <class Table>
+bool has_symbol(const Table &t, std::string_view name) {
+    bool found = false;
+    t.each_slot([&](const SymbolRow &row, const auto &slot) {
+        if (name == row.name) found = slot != nullptr;
+    });
+    return found;
+}
+
+// Whether the family has an optional symbol of that name (for checks at
+// compile time of names written elsewhere).
+template <class Table>
+constexpr bool names_optional_symbol(std::string_view name) {
+    for (const SymbolRow &row : Table::rows) {
+        if (name == row.name) return row.need != SymbolNeed::mandatory;
+    }
+    return false;
+}
 
 // The table of a variant word (null means "cppint"), opened on first use.
 // The map of tables is filled without a lock: the first use of a word must

@@ -1,12 +1,15 @@
 // NimbaSolver: binary models go to the heuristic module of their variant
 // word; models with integer variables are searched in the library, or by the
 // module's unified engine when VEXA_INT_UNIFIED asks for it.
+#include "solver/nimba_driver.hpp"
+
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "core/fatal.hpp"
 #include "model/model.hpp"
+#include "solver/capabilities.hpp"
 #include "solver/int_search.hpp"
 #include "solver/module_wiring.hpp"
 #include "solver/modules.hpp"
@@ -14,7 +17,6 @@
 #include "solver/result.hpp"
 #include "solver/unified.hpp"
 #include "solver/variant.hpp"
-#include "vexa/solver.h"
 
 using namespace vexa;
 
@@ -31,10 +33,6 @@ struct vexa_nimba_solver_wrapper {
 };
 
 namespace {
-
-const char *kShapeMissing =
-    "NimbaSolver: this solver .so predates vexa::abs/relu (missing vexa_nimba_solver_set_cons_shape) \xe2\x80\x94 "
-    "update the solver .so.";
 
 // The variant word of a model, from the magnitudes of its coefficients.
 std::string model_variant(const ModelImpl &m) {
@@ -53,45 +51,25 @@ const void *module_constant(const vexa_nimba_solver_wrapper &w) {
     return w.constant_buf.empty() ? static_cast<const void *>(&w.model->constant) : w.constant_buf.data();
 }
 
-void pass_constraints(vexa_nimba_solver_wrapper &w, const NimbaModuleTable &t) {
-    const ModelImpl &m = *w.model;
-    if (m.native_constraints.empty()) return;
-    if (any_shaped(m) && t.set_cons_shape == nullptr) fatal(kShapeMissing);
-    if (t.add_constraint == nullptr) {
-        fatal("NimbaSolver: nimbasolver_" + w.variant + ".so does not support native constraints (rebuild it)");
-    }
-    for (const NativeConstraint &c : m.native_constraints) {
-        if (!c.quad_coeffs.empty() && t.add_constraint_nl == nullptr) {
-            fatal("NimbaSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it, "
-                  "or use a linear constraint body)");
-        }
-        if (c.quad_coeffs.empty() && !c.allowed.empty() && t.add_constraint_set == nullptr) {
-            fatal("NimbaSolver: this solver .so does not support allowed-value set constraints (equal{...}); "
-                  "rebuild it");
-        }
-        hand_constraint(t, w.handle, c);
-    }
-}
-
-nimba_solver_result *search_integer(vexa_nimba_solver_wrapper *w, const vexa_param *params,
+nimba_solver_result *search_integer(const vexa_nimba_solver_wrapper &w, const vexa_param *params,
                                     const uint64_t *hint_bits, const coeff_t *hint_ints, uint64_t hint_int_count) {
-    const ModelImpl &m = *w->model;
-    if (hint_bits == nullptr && unified_requested() && unified_applicable(params, m, w->variant)) {
-        return nimba_unified_search(m, w->variant, params);
+    const ModelImpl &m = *w.model;
+    if (hint_bits == nullptr && unified_requested() && unified_applicable(params, m, w.variant)) {
+        return nimba_unified_search(m, w.variant, params);
     }
     IntSearchOpts opts;
     opts.solver_name = "NimbaSolver";
-    opts.model = w->model;
+    opts.model = w.model;
     return nimba_int_search(m, opts, params, hint_bits, hint_ints, hint_int_count);
 }
 
 }  // namespace
 
-extern "C" {
+namespace vexa {
 
-vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *model_handle) {
+vexa_nimba_solver_wrapper *nimba_wrapper_create(std::shared_ptr<ModelImpl> model) {
     auto w = std::make_unique<vexa_nimba_solver_wrapper>();
-    w->model = model_handle->ref;
+    w->model = std::move(model);
     const ModelImpl &m = *w->model;
     if (!m.int_atoms.empty()) {
         check_no_int_remainder(m, "NimbaSolver");
@@ -121,38 +99,32 @@ vexa_nimba_solver_wrapper *vexa_nimba_solver_wrapper_create(Model *model_handle)
     register_nimba_callback_once(w->variant, t);
     w->handle = t.create(nullptr, static_cast<uint32_t>(m.var_count()), m.max_degree, module_constant(*w),
                          w->term_counts.data(), w->var_lists.data(), w->coef_lists.data());
-    pass_constraints(*w, t);
-    if (m.has_remainder) {
-        if (t.set_remainder == nullptr) {
-            fatal("NimbaSolver: this solver .so does not support free-form penalty constraints (rebuild it)");
-        }
-        call_set_remainder(t.set_remainder, w->handle, m);
-    }
+    check_capabilities(m, t, kNimbaBinaryNeeds, "nimbasolver_" + w->variant + ".so");
+    for (const NativeConstraint &c : m.native_constraints) hand_constraint(t, w->handle, c);
+    if (m.has_remainder) call_set_remainder(t.set_remainder, w->handle, m);
     return w.release();
 }
 
-void vexa_nimba_solver_wrapper_destroy(vexa_nimba_solver_wrapper *w) {
-    if (w == nullptr) return;
+void nimba_wrapper_destroy(vexa_nimba_solver_wrapper *w) {
     if (w->handle != nullptr) nimba_module(w->variant.c_str()).destroy(w->handle);
     delete w;
 }
 
-nimba_solver_result *vexa_nimba_solver_wrapper_search(vexa_nimba_solver_wrapper *w, const vexa_param *params,
-                                                      void *hint) {
-    if (w->int_model) {
+nimba_solver_result *nimba_wrapper_search(const vexa_nimba_solver_wrapper &w, const vexa_param *params, void *hint) {
+    if (w.int_model) {
         if (hint != nullptr) {
             fatal("NimbaSolver: hint on a native integer model requires the int-aware search path (update the vexa "
                   "header).");
         }
         return search_integer(w, params, nullptr, nullptr, 0);
     }
-    const ModelImpl &m = *w->model;
-    const NimbaModuleTable &t = nimba_module(w->variant.c_str());
+    const ModelImpl &m = *w.model;
+    const NimbaModuleTable &t = nimba_module(w.variant.c_str());
     const uint32_t bin_count = static_cast<uint32_t>(m.var_count());
     const ModuleParams list = ModuleParams::with_time_limit(params, false);
     ModuleSolutionBox best(bin_count);
     const double start = monotonic_seconds();
-    void *sols = t.search(w->handle, best.get(), list.data(), hint);
+    void *sols = t.search(w.handle, best.get(), list.data(), hint);
     const double run_time = monotonic_seconds() - start;
     auto r = std::make_unique<nimba_solver_result>();
     r->energy = best.energy();
@@ -161,16 +133,16 @@ nimba_solver_result *vexa_nimba_solver_wrapper_search(vexa_nimba_solver_wrapper 
     r->bits = best.bits();
     take_module_list(*r, t, sols, bin_count);
     r->info.emplace_back("run_time", seconds_text(run_time));
-    take_module_info(*r, t, w->handle);
+    take_module_info(*r, t, w.handle);
     add_machine_pairs(*r);
     return r.release();
 }
 
-nimba_solver_result *vexa_nimba_solver_wrapper_search_int(vexa_nimba_solver_wrapper *w, const vexa_param *params,
-                                                          const uint64_t *hint_bits, const void *hint_ints,
-                                                          uint64_t hint_int_count) {
-    if (!w->int_model) fatal("NimbaSolver: search_int called on a binary model.");
-    return search_integer(w, params, hint_bits, static_cast<const coeff_t *>(hint_ints), hint_int_count);
+nimba_solver_result *nimba_wrapper_search_int(const vexa_nimba_solver_wrapper &w, const vexa_param *params,
+                                              const uint64_t *hint_bits, const coeff_t *hint_ints,
+                                              uint64_t hint_int_count) {
+    if (!w.int_model) fatal("NimbaSolver: search_int called on a binary model.");
+    return search_integer(w, params, hint_bits, hint_ints, hint_int_count);
 }
 
-}  // extern "C"
+}  // namespace vexa

@@ -9,6 +9,7 @@
 
 #include "core/coeff.hpp"
 #include "model/model.hpp"
+#include "solver/search_settings.hpp"
 #include "vexa/solver.h"
 #include "vexa/solver_module.h"
 
@@ -36,9 +37,8 @@ private:
 // The number of entries of a parameter list before its null key.
 size_t param_count(const vexa_param *params);
 
-// Default thread count of the native search: CPUs in the affinity mask, else
-// the hardware concurrency, else 1.
-uint32_t default_search_threads();
+// Default thread count of the native search.
+inline uint32_t default_search_threads() { return default_thread_count(); }
 
 // Polls a hint offered to a running search; true when one was delivered.
 using HintPollFn = bool (*)(void *ctx, uint32_t channel, std::vector<uint64_t> &bits,
@@ -71,9 +71,11 @@ struct IntSearchOpts {
     vexa_tessix_int_hint_fn gpu_hint = nullptr;
 };
 
-// Reads every pair of the list into opts, in order; a later pair of a key
-// overwrites an earlier one. Unknown keys and zero counts are fatal, with
-// opts.solver_name in front of the message.
+// Reads the list into opts with the native integer reader of
+// search_settings.hpp: unknown keys and zero counts are fatal, with
+// opts.solver_name in front of the message. Keys not in the list keep what
+// opts held, except the default callback, which is on only when the list
+// turns it on.
 void parse_int_params(IntSearchOpts &opts, const vexa_param *params);
 
 }  // namespace vexa

@@ -2,14 +2,19 @@ list(APPEND VEXA_SOURCES
   solver/modules.cpp
   solver/variant.cpp
   solver/params.cpp
+  solver/search_settings.cpp
+  solver/capabilities.cpp
+  solver/solver_type_api.cpp
   solver/result.cpp
   solver/result_api.cpp
   solver/module_wiring.cpp
   solver/search_arith.cpp
   solver/int_enumeration.cpp
   solver/exhaustive_driver.cpp
+  solver/exhaustive_solver_api.cpp
   solver/int_search.cpp
   solver/unified.cpp
   solver/nimba_driver.cpp
+  solver/nimba_solver_api.cpp
   solver/forwarders.cpp
 )

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/fatal.hpp"
+#include "solver/capabilities.hpp"
 #include "solver/module_wiring.hpp"
 #include "solver/modules.hpp"
 #include "solver/params.hpp"
@@ -31,35 +31,22 @@ nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string 
     const std::string word = variant.empty() ? "cppint" : variant;
     const std::string file = "nimbasolver_" + word + ".so";
     NimbaModuleTable &t = nimba_module(word.c_str());
-    if (t.create_int == nullptr || t.search_int == nullptr) {
-        fatal("NimbaSolver: VEXA_INT_UNIFIED=1 but " + file +
-              " lacks the unified integer engine (rebuild the solver .so)");
-    }
+    check_capabilities(m, t, kNimbaUnifiedEngineNeeds, file);
     register_nimba_callback_once(word, t);
     const FlatPointers flat(m);
     const uint32_t n_bin = static_cast<uint32_t>(m.var_count());
     const uint32_t n_int = static_cast<uint32_t>(m.int_count());
     void *h = t.create_int(nullptr, n_bin, n_int, m.int_lower.data(), m.int_upper.data(), m.max_degree, &m.constant,
                            flat.term_counts.data(), flat.var_lists.data(), flat.coef_lists.data());
-    if (!m.native_constraints.empty() && t.add_constraint == nullptr) {
-        fatal("NimbaSolver: " + file + " does not support native constraints (rebuild it)");
-    }
+    check_capabilities(m, t, kNimbaUnifiedConstraintNeeds, file);
     for (const NativeConstraint &c : m.native_constraints) {
         const std::vector<uint32_t> vars = flat_words(c.vars, n_bin);
         if (!c.allowed.empty()) {
-            if (t.add_constraint_set == nullptr) {
-                fatal("NimbaSolver: this solver .so does not support allowed-set constraints (rebuild it)");
-            }
             call_add_constraint_set(t.add_constraint_set, h, c, vars.data());
         } else {
             call_add_constraint(t.add_constraint, h, c, vars.data());
         }
-        if (!plain_shape(c)) {
-            if (t.set_cons_shape == nullptr) {
-                fatal("NimbaSolver: this solver .so predates vexa::abs/relu (missing vexa_nimba_solver_set_cons_shape)");
-            }
-            t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
-        }
+        if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
     }
     const ModuleParams list = ModuleParams::with_time_limit(params, true);
     ModuleSolutionBox best(n_bin);

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "expr/expr.hpp"
-#include "vexa/solver.h"
 
 namespace vexa {
 
@@ -56,12 +55,12 @@ void CoeffMagnitudes::add(const coeff_t &c) {
 
 const char *variant_for(const CoeffMagnitudes &) { return "cppint"; }
 
-}  // namespace vexa
-
-extern "C" const char *vexa_expr_solver_type(const ExprImpl *expr) {
-    vexa::CoeffMagnitudes m;
-    m.add(expr->constant);
-    for (uint64_t i = 0; i < expr->term_count(); ++i) m.add(expr->term(i).coeff);
+const char *expr_variant(const ExprImpl &expr) {
+    CoeffMagnitudes m;
+    m.add(expr.constant);
+    for (uint64_t i = 0; i < expr.term_count(); ++i) m.add(expr.term(i).coeff);
     m.finish();
-    return vexa::variant_for(m);
+    return variant_for(m);
 }
+
+}  // namespace vexa

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/coeff.hpp"
+#include "vexa/common.h"
 
 namespace vexa {
 
@@ -40,5 +41,8 @@ struct CoeffMagnitudes {
 // The variant word for the given magnitudes. This build has one coefficient
 // type, so every set of coefficients gets "cppint".
 const char *variant_for(const CoeffMagnitudes &m);
+
+// The variant word for the constant and term coefficients of an expression.
+const char *expr_variant(const ExprImpl &expr);
 
 }  // namespace vexa

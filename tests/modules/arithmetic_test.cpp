@@ -24,10 +24,11 @@ TestModel scaled_model(uint64_t seed, uint32_t n, const coeff_t &scale, uint32_t
 }
 
 void expect_path(const TestModel &m, const char *path, const BruteForce &bf, const std::string &what) {
-    const Outcome ex = solve(exhaustive_module(), m, {});
+    const Outcome ex = solve(built_exhaustive_module(), m, {});
     EXPECT_EQ(ex.info.at("arithmetic"), path) << what;
     EXPECT_EQ(ex.energy, bf.best) << what;
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "3"}, {"target_energy", bf.best.str()}, {"seed", "5"}});
+    const Outcome nb =
+        solve(built_nimba_module(), m, {{"time_limit", "3"}, {"target_energy", bf.best.str()}, {"seed", "5"}});
     EXPECT_EQ(nb.info.at("arithmetic"), path) << what;
     EXPECT_EQ(nb.energy, bf.best) << what;
     EXPECT_EQ(reference_energy(m, nb.bits), nb.energy) << what;
@@ -90,7 +91,7 @@ TEST(ArithmeticPath, AHugeConstantAloneKeepsMachineWords) {
     const BruteForce bf = brute_force(m);
     expect_path(m, "int64", bf, "constant 2^200");
     // A target far below anything reachable is clamped, not wrapped.
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0.05"}, {"target_energy", (-pow2(300)).str()}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0.05"}, {"target_energy", (-pow2(300)).str()}});
     EXPECT_EQ(nb.info.at("target_reached"), "0");
     EXPECT_EQ(nb.energy, reference_energy(m, nb.bits));
 }

@@ -35,12 +35,12 @@ TestModel planted_model(uint32_t n) {
 
 TEST(SearchControl, ZeroTimeLimitStillReturnsAnEvaluatedState) {
     const TestModel m = dense_model(300, 1);
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0"}, {"threads", "2"}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0"}, {"threads", "2"}});
     EXPECT_EQ(nb.energy, reference_energy(m, nb.bits));
     EXPECT_LT(nb.wall, 1.0);
 
     const TestModel big = dense_model(36, 2);
-    const Outcome ex = solve(exhaustive_module(), big, {{"time_limit", "0"}});
+    const Outcome ex = solve(built_exhaustive_module(), big, {{"time_limit", "0"}});
     EXPECT_EQ(ex.energy, reference_energy(big, ex.bits));
     EXPECT_EQ(ex.info.at("complete"), "0");
     EXPECT_EQ(ex.info.at("time_limit_reached"), "1");
@@ -50,12 +50,12 @@ TEST(SearchControl, ZeroTimeLimitStillReturnsAnEvaluatedState) {
 
 TEST(SearchControl, TimeLimitBoundsTheHeuristicAndCutsTheEnumerationShort) {
     const TestModel m = dense_model(400, 3);
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0.3"}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0.3"}});
     EXPECT_GE(nb.wall, 0.3);
     EXPECT_LT(nb.wall, 1.5);
 
     const TestModel big = dense_model(44, 4);
-    const Outcome ex = solve(exhaustive_module(), big, {{"time_limit", "0.3"}, {"threads", "2"}});
+    const Outcome ex = solve(built_exhaustive_module(), big, {{"time_limit", "0.3"}, {"threads", "2"}});
     EXPECT_LT(ex.wall, 1.5);
     EXPECT_EQ(ex.info.at("time_limit_reached"), "1");
     EXPECT_EQ(ex.energy, reference_energy(big, ex.bits)) << "the best state seen is returned";
@@ -64,14 +64,14 @@ TEST(SearchControl, TimeLimitBoundsTheHeuristicAndCutsTheEnumerationShort) {
 
 TEST(SearchControl, TargetEnergyStopsBothModulesEarly) {
     const TestModel m = planted_model(2000);
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "60"}, {"target_energy", "-2000"}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "60"}, {"target_energy", "-2000"}});
     EXPECT_EQ(nb.energy, -2000);
     EXPECT_EQ(nb.info.at("target_reached"), "1");
     EXPECT_LT(nb.wall, 10.0);
 
     const TestModel p = planted_model(40);
     // The all-ones state comes late in the enumeration; a weaker target stops it long before the end.
-    const Outcome ex = solve(exhaustive_module(), p, {{"target_energy", "-20"}, {"threads", "2"}});
+    const Outcome ex = solve(built_exhaustive_module(), p, {{"target_energy", "-20"}, {"threads", "2"}});
     EXPECT_LE(ex.energy, -20);
     EXPECT_EQ(ex.info.at("target_reached"), "1");
     EXPECT_EQ(ex.info.at("complete"), "0");
@@ -80,10 +80,10 @@ TEST(SearchControl, TargetEnergyStopsBothModulesEarly) {
 
 TEST(SearchControl, UnreachedTargetIsReportedAsSuch) {
     const TestModel m = planted_model(10);
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0.05"}, {"target_energy", "-11"}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0.05"}, {"target_energy", "-11"}});
     EXPECT_EQ(nb.energy, -10);
     EXPECT_EQ(nb.info.at("target_reached"), "0");
-    const Outcome ex = solve(exhaustive_module(), m, {{"target_energy", "-11"}});
+    const Outcome ex = solve(built_exhaustive_module(), m, {{"target_energy", "-11"}});
     EXPECT_EQ(ex.info.at("complete"), "1");
     EXPECT_EQ(ex.info.at("target_reached"), "0");
 }
@@ -94,11 +94,12 @@ TEST(SearchControl, ThreadCountsOneAndTwoBothFindTheOptimum) {
         const BruteForce bf = brute_force(m);
         for (const char *key : {"threads", "thread_count"}) {
             for (const char *t : {"1", "2"}) {
-                const Outcome nb = solve(nimba_module(), m,
-                                         {{"time_limit", "2"}, {key, t}, {"target_energy", bf.best.str()}, {"seed", "9"}});
+                const Outcome nb =
+                    solve(built_nimba_module(), m,
+                          {{"time_limit", "2"}, {key, t}, {"target_energy", bf.best.str()}, {"seed", "9"}});
                 EXPECT_EQ(nb.energy, bf.best) << key << "=" << t;
                 EXPECT_EQ(nb.info.at("threads"), t);
-                const Outcome ex = solve(exhaustive_module(), m, {{key, t}});
+                const Outcome ex = solve(built_exhaustive_module(), m, {{key, t}});
                 EXPECT_EQ(ex.energy, bf.best) << key << "=" << t;
                 EXPECT_EQ(ex.info.at("threads"), t);
             }
@@ -108,7 +109,7 @@ TEST(SearchControl, ThreadCountsOneAndTwoBothFindTheOptimum) {
 
 TEST(SearchControl, InfoPairsDescribeTheRun) {
     const TestModel m = dense_model(30, 5);
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0.1"}, {"seed", "42"}});
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0.1"}, {"seed", "42"}});
     for (const char *key : {"algorithm", "threads", "seed", "arithmetic", "moves", "restarts", "target_reached"}) {
         EXPECT_EQ(nb.info.count(key), 1u) << key;
     }
@@ -116,7 +117,7 @@ TEST(SearchControl, InfoPairsDescribeTheRun) {
     EXPECT_GT(std::stoull(nb.info.at("moves")), 0u);
 
     const TestModel small = dense_model(10, 6);
-    const Outcome ex = solve(exhaustive_module(), small, {});
+    const Outcome ex = solve(built_exhaustive_module(), small, {});
     EXPECT_EQ(ex.info.at("states"), "1024");
     EXPECT_EQ(ex.info.at("complete"), "1");
     EXPECT_EQ(ex.info.at("time_limit_reached"), "0");
@@ -126,8 +127,8 @@ TEST(SearchControl, InfoPairsDescribeTheRun) {
 TEST(SearchControl, EmptyModelYieldsItsConstant) {
     TestModel m;
     m.constant = -17;
-    EXPECT_EQ(solve(nimba_module(), m, {{"time_limit", "0.01"}}).energy, -17);
-    const Outcome ex = solve(exhaustive_module(), m, {});
+    EXPECT_EQ(solve(built_nimba_module(), m, {{"time_limit", "0.01"}}).energy, -17);
+    const Outcome ex = solve(built_exhaustive_module(), m, {});
     EXPECT_EQ(ex.energy, -17);
     EXPECT_EQ(ex.info.at("states"), "1");
 }
@@ -147,10 +148,10 @@ double recording_callback(void *, const vexa_bigint *energy, const uint64_t *, u
 
 TEST(SearchControl, CallbackSeesEveryNewBestInDescendingOrder) {
     const TestModel m = dense_model(60, 7);
-    nimba_module().register_callback(recording_callback);
+    built_nimba_module().register_callback(recording_callback);
     g_seen.clear();
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "0.2"}});
-    nimba_module().register_callback(nullptr);
+    const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "0.2"}});
+    built_nimba_module().register_callback(nullptr);
     ASSERT_FALSE(g_seen.empty());
     for (size_t i = 1; i < g_seen.size(); ++i) EXPECT_LT(g_seen[i], g_seen[i - 1]);
     EXPECT_EQ(g_seen.back(), nb.energy);
@@ -160,11 +161,12 @@ using SearchControlDeath = ::testing::Test;
 
 TEST(SearchControlDeath, BadParametersAreFatal) {
     const TestModel m = dense_model(5, 8);
-    EXPECT_DEATH(solve(nimba_module(), m, {{"threads", "0"}}), "^vexa: NimbaSolver: threads must be >= 1\\.\n$");
-    EXPECT_DEATH(solve(nimba_module(), m, {{"topk_sols", "0"}}), "^vexa: NimbaSolver: topk_sols must be >= 1\\.\n$");
-    EXPECT_DEATH(solve(nimba_module(), m, {{"target_energy", "12x"}}),
+    EXPECT_DEATH(solve(built_nimba_module(), m, {{"threads", "0"}}), "^vexa: NimbaSolver: threads must be >= 1\\.\n$");
+    EXPECT_DEATH(solve(built_nimba_module(), m, {{"topk_sols", "0"}}),
+                 "^vexa: NimbaSolver: topk_sols must be >= 1\\.\n$");
+    EXPECT_DEATH(solve(built_nimba_module(), m, {{"target_energy", "12x"}}),
                  "^vexa: NimbaSolver: target_energy is not a decimal integer: '12x'\n$");
-    EXPECT_DEATH(solve(exhaustive_module(), m, {{"thread_count", "0"}}),
+    EXPECT_DEATH(solve(built_exhaustive_module(), m, {{"thread_count", "0"}}),
                  "^vexa: ExhaustiveSolver: threads must be >= 1\\.\n$");
 }
 
@@ -172,12 +174,12 @@ TEST(SearchControlDeath, ExhaustiveRefusesMoreThan48VariablesAtCreate) {
     TestModel m;
     m.bin_count = 49;
     m.add_linear(48, 1);
-    EXPECT_DEATH(create_handle(exhaustive_module(), m),
+    EXPECT_DEATH(create_handle(built_exhaustive_module(), m),
                  "^vexa: ExhaustiveSolver: the model has 49 binary variables; exhaustive enumeration handles at most "
                  "48\\.\n$");
     m.bin_count = 48;
     m.vars1[0] = 47;
-    void *h = create_handle(exhaustive_module(), m);  // 48 is accepted
+    void *h = create_handle(built_exhaustive_module(), m);  // 48 is accepted
     EXPECT_NE(h, nullptr);
-    exhaustive_module().destroy(h);
+    built_exhaustive_module().destroy(h);
 }

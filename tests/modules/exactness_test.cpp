@@ -26,7 +26,7 @@ TEST(ModuleExactness, HeuristicEnergiesMatchReferenceOnRandomConstrainedModels) 
         const TestModel m = random_model(rng, shape);
         Params p = quick(seed);
         p.emplace_back("topk_sols", "4");
-        const Outcome out = solve(nimba_module(), m, p);
+        const Outcome out = solve(built_nimba_module(), m, p);
         EXPECT_EQ(out.energy, reference_energy(m, out.bits)) << "seed " << seed;
         ASSERT_TRUE(out.has_list) << "seed " << seed;
         for (const ListItem &item : out.list) EXPECT_EQ(item.energy, reference_energy(m, item.bits)) << "seed " << seed;
@@ -42,7 +42,7 @@ TEST(ModuleExactness, ExhaustiveOptimumEqualsBruteForceAndHeuristicFindsIt) {
         const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
 
-        const Outcome ex = solve(exhaustive_module(), m, {{"threads", "2"}});
+        const Outcome ex = solve(built_exhaustive_module(), m, {{"threads", "2"}});
         EXPECT_EQ(ex.energy, bf.best) << "seed " << seed;
         EXPECT_EQ(reference_energy(m, ex.bits), ex.energy) << "seed " << seed;
         EXPECT_EQ(ex.info.at("complete"), "1") << "seed " << seed;
@@ -50,7 +50,7 @@ TEST(ModuleExactness, ExhaustiveOptimumEqualsBruteForceAndHeuristicFindsIt) {
 
         Params p = quick(seed, "5");
         p.emplace_back("target_energy", bf.best.str());
-        const Outcome nb = solve(nimba_module(), m, p);
+        const Outcome nb = solve(built_nimba_module(), m, p);
         EXPECT_EQ(nb.energy, bf.best) << "seed " << seed;
         EXPECT_EQ(reference_energy(m, nb.bits), nb.energy) << "seed " << seed;
     }
@@ -68,11 +68,12 @@ TEST(ModuleExactness, TwentyVariableModelMatchesPlainBruteForce) {
     const std::vector<int64_t> energies = plain_energies(m);
     const int64_t best = *std::min_element(energies.begin(), energies.end());
     for (const char *threads : {"1", "2", "3"}) {
-        const Outcome ex = solve(exhaustive_module(), m, {{"threads", threads}});
+        const Outcome ex = solve(built_exhaustive_module(), m, {{"threads", threads}});
         EXPECT_EQ(ex.energy, best) << threads << " threads";
         EXPECT_EQ(reference_energy(m, ex.bits), ex.energy);
     }
-    const Outcome nb = solve(nimba_module(), m, {{"time_limit", "5"}, {"seed", "3"}, {"target_energy", std::to_string(best)}});
+    const Outcome nb =
+        solve(built_nimba_module(), m, {{"time_limit", "5"}, {"seed", "3"}, {"target_energy", std::to_string(best)}});
     EXPECT_EQ(nb.energy, best);
 }
 
@@ -90,9 +91,9 @@ TEST(ModuleExactness, NegatedAndRepeatedLiteralsArePricedAsWritten) {
         }
         add_random_constraint(rng, m, 0);
         const BruteForce bf = brute_force(m);
-        const Outcome ex = solve(exhaustive_module(), m, {});
+        const Outcome ex = solve(built_exhaustive_module(), m, {});
         EXPECT_EQ(ex.energy, bf.best) << "round " << round;
-        const Outcome nb = solve(nimba_module(), m, {{"time_limit", "2"}, {"target_energy", bf.best.str()}});
+        const Outcome nb = solve(built_nimba_module(), m, {{"time_limit", "2"}, {"target_energy", bf.best.str()}});
         EXPECT_EQ(nb.energy, bf.best) << "round " << round;
         EXPECT_EQ(reference_energy(m, nb.bits), nb.energy) << "round " << round;
     }
@@ -114,8 +115,8 @@ TEST(ModuleExactness, RemainderIsNotPricedTwice) {
     m.remainder_coeffs = {coeff_t(-3), coeff_t(-2)};
     const BruteForce bf = brute_force(m);  // -1 at x0 = x1 = 1, x2 = 0
     EXPECT_EQ(bf.best, -1);
-    EXPECT_EQ(solve(exhaustive_module(), m, {}).energy, bf.best);
-    EXPECT_EQ(solve(nimba_module(), m, {{"time_limit", "0.1"}}).energy, bf.best);
+    EXPECT_EQ(solve(built_exhaustive_module(), m, {}).energy, bf.best);
+    EXPECT_EQ(solve(built_nimba_module(), m, {{"time_limit", "0.1"}}).energy, bf.best);
 }
 
 TEST(ModuleExactness, ShapesNegativeWeightsAndInvertedBoundsArePricedLikeTheLibrary) {
@@ -152,7 +153,7 @@ TEST(ModuleExactness, ShapesNegativeWeightsAndInvertedBoundsArePricedLikeTheLibr
         EXPECT_EQ(reference_energy(m, bits_of(0, 1)), k.at0);
         EXPECT_EQ(reference_energy(m, bits_of(1, 1)), k.at1);
         const int64_t best = std::min(k.at0, k.at1);
-        EXPECT_EQ(solve(exhaustive_module(), m, {}).energy, best) << "weight " << k.weight;
-        EXPECT_EQ(solve(nimba_module(), m, {{"time_limit", "0.05"}}).energy, best) << "weight " << k.weight;
+        EXPECT_EQ(solve(built_exhaustive_module(), m, {}).energy, best) << "weight " << k.weight;
+        EXPECT_EQ(solve(built_nimba_module(), m, {{"time_limit", "0.05"}}).energy, best) << "weight " << k.weight;
     }
 }

@@ -150,8 +150,8 @@ TEST(IntegerEngineDeath, HandleKindsAreNotInterchangeable) {
     TestModel m;
     m.bin_count = 1;
     m.add_linear(0, 1);
-    void *h = create_handle(nimba_module(), m);
-    EXPECT_DEATH(search_handle(nimba_module(), h, m, {}, true),
+    void *h = create_handle(built_nimba_module(), m);
+    EXPECT_DEATH(search_handle(built_nimba_module(), h, m, {}, true),
                  "^vexa: NimbaSolver: search_int called on a handle made by create \\(use search\\)\n$");
-    nimba_module().destroy(h);
+    built_nimba_module().destroy(h);
 }

@@ -36,7 +36,7 @@ TEST(SolutionLists, ExhaustiveTopKHoldsTheKBestEnergies) {
         const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
         const uint64_t k = 1 + seed % 9;
-        const Outcome out = solve(exhaustive_module(), m, {{"topk_sols", std::to_string(k)}, {"threads", "2"}});
+        const Outcome out = solve(built_exhaustive_module(), m, {{"topk_sols", std::to_string(k)}, {"threads", "2"}});
         ASSERT_TRUE(out.has_list);
         const size_t expected = std::min<size_t>(k, bf.sorted_energies.size());
         ASSERT_EQ(out.list.size(), expected) << "seed " << seed;
@@ -55,7 +55,7 @@ TEST(SolutionLists, ExhaustiveBestEnergyListHoldsEveryOptimumOnce) {
         shape.constraints = static_cast<uint32_t>(seed % 3);
         const TestModel m = random_model(rng, shape);
         const BruteForce bf = brute_force(m);
-        const Outcome out = solve(exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", "2"}});
+        const Outcome out = solve(built_exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", "2"}});
         ASSERT_EQ(out.list.size(), bf.best_count) << "seed " << seed;
         for (const ListItem &item : out.list) EXPECT_EQ(item.energy, bf.best);
         expect_distinct_exact_sorted(m, out, "seed " + std::to_string(seed));
@@ -67,15 +67,15 @@ TEST(SolutionLists, BestEnergyCapKeepsTheFirstStatesInEnumerationOrder) {
     TestModel m;
     m.bin_count = 5;
     m.constant = 7;
-    const Outcome capped = solve(exhaustive_module(), m, {{"best_energy_sols", "3"}});
+    const Outcome capped = solve(built_exhaustive_module(), m, {{"best_energy_sols", "3"}});
     ASSERT_EQ(capped.list.size(), 3u);
     for (uint64_t s = 0; s < 3; ++s) EXPECT_EQ(capped.list[s].bits[0], s);
     EXPECT_EQ(capped.info.at("list_truncated"), "1");
-    const Outcome all = solve(exhaustive_module(), m, {{"best_energy_sols", "abc"}});  // no cap
+    const Outcome all = solve(built_exhaustive_module(), m, {{"best_energy_sols", "abc"}});  // no cap
     EXPECT_EQ(all.list.size(), 32u);
     // The same list whatever the thread count.
-    const Outcome one = solve(exhaustive_module(), m, {{"best_energy_sols", "5"}, {"threads", "1"}});
-    const Outcome four = solve(exhaustive_module(), m, {{"best_energy_sols", "5"}, {"threads", "4"}});
+    const Outcome one = solve(built_exhaustive_module(), m, {{"best_energy_sols", "5"}, {"threads", "1"}});
+    const Outcome four = solve(built_exhaustive_module(), m, {{"best_energy_sols", "5"}, {"threads", "4"}});
     ASSERT_EQ(one.list.size(), four.list.size());
     for (size_t i = 0; i < one.list.size(); ++i) EXPECT_EQ(one.list[i].bits, four.list[i].bits);
 }
@@ -84,7 +84,7 @@ TEST(SolutionLists, BestEnergyWinsOverTopK) {
     TestModel m;
     m.bin_count = 3;
     m.add_linear(0, -1);  // optimum x0 = 1, the others free: 4 states
-    const Outcome out = solve(exhaustive_module(), m, {{"topk_sols", "2"}, {"best_energy_sols", "0"}});
+    const Outcome out = solve(built_exhaustive_module(), m, {{"topk_sols", "2"}, {"best_energy_sols", "0"}});
     EXPECT_EQ(out.list.size(), 4u);
     for (const ListItem &item : out.list) EXPECT_EQ(item.energy, -1);
 }
@@ -93,8 +93,8 @@ TEST(SolutionLists, NoListKeyMeansNoList) {
     TestModel m;
     m.bin_count = 2;
     m.add_linear(1, 3);
-    EXPECT_FALSE(solve(exhaustive_module(), m, {}).has_list);
-    EXPECT_FALSE(solve(nimba_module(), m, {{"time_limit", "0.01"}}).has_list);
+    EXPECT_FALSE(solve(built_exhaustive_module(), m, {}).has_list);
+    EXPECT_FALSE(solve(built_nimba_module(), m, {{"time_limit", "0.01"}}).has_list);
 }
 
 TEST(SolutionLists, HeuristicListsAreDistinctExactAndOrdered) {
@@ -110,7 +110,7 @@ TEST(SolutionLists, HeuristicListsAreDistinctExactAndOrdered) {
 
         Params topk = base;
         topk.emplace_back("topk_sols", "6");
-        const Outcome t = solve(nimba_module(), m, topk);
+        const Outcome t = solve(built_nimba_module(), m, topk);
         ASSERT_TRUE(t.has_list);
         EXPECT_LE(t.list.size(), 6u);
         ASSERT_FALSE(t.list.empty());
@@ -120,7 +120,7 @@ TEST(SolutionLists, HeuristicListsAreDistinctExactAndOrdered) {
 
         Params best = base;
         best.emplace_back("best_energy_sols", "0");
-        const Outcome b = solve(nimba_module(), m, best);
+        const Outcome b = solve(built_nimba_module(), m, best);
         ASSERT_FALSE(b.list.empty());
         EXPECT_LE(b.list.size(), bf.best_count);
         for (const ListItem &item : b.list) EXPECT_EQ(item.energy, b.energy);
@@ -142,8 +142,8 @@ TEST(SolutionLists, PartitionedEnumerationListsMatchBruteForceForAnyThreadCount)
 
     std::vector<Outcome> topk, best;
     for (const char *threads : {"1", "2", "5"}) {
-        topk.push_back(solve(exhaustive_module(), m, {{"topk_sols", "25"}, {"threads", threads}}));
-        best.push_back(solve(exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", threads}}));
+        topk.push_back(solve(built_exhaustive_module(), m, {{"topk_sols", "25"}, {"threads", threads}}));
+        best.push_back(solve(built_exhaustive_module(), m, {{"best_energy_sols", "0"}, {"threads", threads}}));
     }
     for (size_t r = 0; r < topk.size(); ++r) {
         ASSERT_EQ(topk[r].list.size(), 25u);

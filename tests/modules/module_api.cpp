@@ -5,54 +5,36 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <type_traits>
 
 namespace vexa::test {
 
 namespace {
 
-void *sym(void *lib, const std::string &name) {
-    void *p = dlsym(lib, name.c_str());
-    if (p == nullptr) {
-        std::fprintf(stderr, "test: missing symbol %s\n", name.c_str());
-        std::abort();
-    }
-    return p;
-}
-
-template <class F>
-F fn(void *lib, const std::string &name) {
-    return reinterpret_cast<F>(sym(lib, name));
-}
-
-ModuleFunctions load(const std::string &file, const std::string &prefix, bool exhaustive) {
+// Opens a module file and looks up every function of its family's list.
+template <class Table>
+Table open_module(const std::string &file) {
     const std::string path = std::string(VEXA_TEST_MODULE_DIR) + file;
-    void *lib = dlopen(path.c_str(), RTLD_NOW);
-    if (lib == nullptr) {
+    Table t;
+    t.handle = dlopen(path.c_str(), RTLD_NOW);
+    if (t.handle == nullptr) {
         std::fprintf(stderr, "test: cannot open %s: %s\n", path.c_str(), dlerror());
         std::abort();
     }
-    ModuleFunctions f;
-    f.exhaustive = exhaustive;
-    f.create = sym(lib, prefix + "create");
-    f.destroy = fn<vexa_module_destroy_fn>(lib, prefix + "destroy");
-    f.search = sym(lib, prefix + "search");
-    if (!exhaustive) {
-        f.create_int = fn<vexa_nimba_create_int_fn>(lib, prefix + "create_int");
-        f.search_int = fn<vexa_nimba_search_int_fn>(lib, prefix + "search_int");
-    }
-    f.list_count = fn<vexa_sol_list_count_fn>(lib, prefix + "sol_list_count");
-    f.list_get = fn<vexa_sol_list_get_fn>(lib, prefix + "sol_list_get");
-    f.list_destroy = fn<vexa_sol_list_destroy_fn>(lib, prefix + "sol_list_destroy");
-    f.register_callback = fn<vexa_register_callback_fn>(lib, prefix + "register_callback");
-    f.get_info = fn<vexa_get_info_fn>(lib, prefix + "get_info");
-    f.free_info = fn<vexa_free_info_fn>(lib, prefix + "free_info");
-    f.add_constraint = fn<vexa_add_constraint_fn>(lib, prefix + "add_constraint");
-    f.add_constraint_nl = fn<vexa_add_constraint_nl_fn>(lib, prefix + "add_constraint_nl");
-    f.add_constraint_set = fn<vexa_add_constraint_set_fn>(lib, prefix + "add_constraint_set");
-    f.set_cons_shape = fn<vexa_set_cons_shape_fn>(lib, prefix + "set_cons_shape");
-    f.set_remainder = fn<vexa_set_remainder_fn>(lib, prefix + "set_remainder");
-    return f;
+    t.each_slot([&](const SymbolRow &row, auto &slot) {
+        const std::string name = std::string(Table::prefix) + row.name;
+        void *p = dlsym(t.handle, name.c_str());
+        if (p == nullptr) {
+            std::fprintf(stderr, "test: missing symbol %s\n", name.c_str());
+            std::abort();
+        }
+        slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(p);
+    });
+    return t;
 }
+
+template <class Table>
+constexpr bool is_exhaustive = std::is_same_v<Table, ExhaustiveModuleTable>;
 
 coeff_t from_record(const vexa_bigint &r) {
     coeff_t v = 0;
@@ -78,17 +60,18 @@ struct OutRecord {
 
 }  // namespace
 
-const ModuleFunctions &nimba_module() {
-    static const ModuleFunctions f = load("nimbasolver_cppint.so", "vexa_nimba_solver_", false);
-    return f;
+const NimbaModuleTable &built_nimba_module() {
+    static const NimbaModuleTable t = open_module<NimbaModuleTable>("nimbasolver_cppint.so");
+    return t;
 }
 
-const ModuleFunctions &exhaustive_module() {
-    static const ModuleFunctions f = load("exhaustive_cppint.so", "vexa_exhaustive_", true);
-    return f;
+const ExhaustiveModuleTable &built_exhaustive_module() {
+    static const ExhaustiveModuleTable t = open_module<ExhaustiveModuleTable>("exhaustive_cppint.so");
+    return t;
 }
 
-void *create_handle(const ModuleFunctions &f, const TestModel &m, bool integer) {
+template <class Table>
+void *create_handle(const Table &f, const TestModel &m, bool integer) {
     std::vector<uint64_t> counts;
     std::vector<const uint32_t *> vars;
     std::vector<const void *> coefs;
@@ -104,15 +87,14 @@ void *create_handle(const ModuleFunctions &f, const TestModel &m, bool integer) 
     }
     const auto degrees = static_cast<uint32_t>(counts.size());
     void *h;
-    if (integer) {
+    if constexpr (is_exhaustive<Table>) {
+        (void)integer;
+        h = f.create(nullptr, m.bin_count, degrees, &m.constant, counts.data(), vars.data(), coefs.data(), -1);
+    } else if (integer) {
         h = f.create_int(nullptr, m.bin_count, m.int_count, m.int_lower.data(), m.int_upper.data(), degrees,
                          &m.constant, counts.data(), vars.data(), coefs.data());
-    } else if (f.exhaustive) {
-        h = reinterpret_cast<vexa_exhaustive_create_fn>(f.create)(nullptr, m.bin_count, degrees, &m.constant,
-                                                                  counts.data(), vars.data(), coefs.data(), -1);
     } else {
-        h = reinterpret_cast<vexa_nimba_create_fn>(f.create)(nullptr, m.bin_count, degrees, &m.constant, counts.data(),
-                                                             vars.data(), coefs.data());
+        h = f.create(nullptr, m.bin_count, degrees, &m.constant, counts.data(), vars.data(), coefs.data());
     }
     for (const TestConstraint &c : m.constraints) {
         if (!c.quad_coeffs.empty()) {
@@ -135,7 +117,8 @@ void *create_handle(const ModuleFunctions &f, const TestModel &m, bool integer) 
     return h;
 }
 
-Outcome search_handle(const ModuleFunctions &f, void *h, const TestModel &m, const Params &p, bool integer) {
+template <class Table>
+Outcome search_handle(const Table &f, void *h, const TestModel &m, const Params &p, bool integer) {
     std::vector<vexa_param> list;
     for (const auto &[k, v] : p) list.push_back({k.c_str(), v.c_str()});
     list.push_back({nullptr, nullptr});
@@ -144,12 +127,13 @@ Outcome search_handle(const ModuleFunctions &f, void *h, const TestModel &m, con
     r.ints.assign(m.int_count, coeff_t(0));
     const auto t0 = std::chrono::steady_clock::now();
     void *sols;
-    if (integer) {
+    if constexpr (is_exhaustive<Table>) {
+        (void)integer;
+        sols = f.search(h, &out.sol, list.data());
+    } else if (integer) {
         sols = f.search_int(h, &out.sol, list.data(), r.ints.data());
-    } else if (f.exhaustive) {
-        sols = reinterpret_cast<vexa_exhaustive_search_fn>(f.search)(h, &out.sol, list.data());
     } else {
-        sols = reinterpret_cast<vexa_nimba_search_fn>(f.search)(h, &out.sol, list.data(), nullptr);
+        sols = f.search(h, &out.sol, list.data(), nullptr);
     }
     r.wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     r.energy = from_record(out.energy);
@@ -157,13 +141,13 @@ Outcome search_handle(const ModuleFunctions &f, void *h, const TestModel &m, con
     r.tts = out.tts;
     if (sols != nullptr) {
         r.has_list = true;
-        const uint64_t count = f.list_count(sols);
+        const uint64_t count = f.sol_list_count(sols);
         for (uint64_t i = 0; i < count; ++i) {
             OutRecord item(m.bin_count);
-            f.list_get(sols, i, &item.sol);
+            f.sol_list_get(sols, i, &item.sol);
             r.list.push_back({from_record(item.energy), item.bits, item.tts});
         }
-        f.list_destroy(sols);
+        f.sol_list_destroy(sols);
     }
     if (vexa_info_pair *info = f.get_info(h)) {
         for (vexa_info_pair *q = info; q->key != nullptr; ++q) r.info[q->key] = q->value;
@@ -172,7 +156,8 @@ Outcome search_handle(const ModuleFunctions &f, void *h, const TestModel &m, con
     return r;
 }
 
-Outcome solve(const ModuleFunctions &f, const TestModel &m, const Params &p) {
+template <class Table>
+Outcome solve(const Table &f, const TestModel &m, const Params &p) {
     void *h = create_handle(f, m);
     Outcome r = search_handle(f, h, m, p);
     f.destroy(h);
@@ -180,11 +165,18 @@ Outcome solve(const ModuleFunctions &f, const TestModel &m, const Params &p) {
 }
 
 Outcome solve_int(const TestModel &m, const Params &p) {
-    const ModuleFunctions &f = nimba_module();
+    const NimbaModuleTable &f = built_nimba_module();
     void *h = create_handle(f, m, true);
     Outcome r = search_handle(f, h, m, p, true);
     f.destroy(h);
     return r;
 }
+
+template void *create_handle(const NimbaModuleTable &, const TestModel &, bool);
+template void *create_handle(const ExhaustiveModuleTable &, const TestModel &, bool);
+template Outcome search_handle(const NimbaModuleTable &, void *, const TestModel &, const Params &, bool);
+template Outcome search_handle(const ExhaustiveModuleTable &, void *, const TestModel &, const Params &, bool);
+template Outcome solve(const NimbaModuleTable &, const TestModel &, const Params &);
+template Outcome solve(const ExhaustiveModuleTable &, const TestModel &, const Params &);
 
 }  // namespace vexa::test

@@ -9,36 +9,18 @@
 #include <utility>
 #include <vector>
 
+#include "solver/modules.hpp"
 #include "test_model.hpp"
-#include "vexa/solver_module.h"
 
 namespace vexa::test {
 
 using Params = std::vector<std::pair<std::string, std::string>>;
 
-struct ModuleFunctions {
-    bool exhaustive = false;
-    void *create = nullptr;
-    vexa_nimba_create_int_fn create_int = nullptr;
-    vexa_module_destroy_fn destroy = nullptr;
-    void *search = nullptr;
-    vexa_nimba_search_int_fn search_int = nullptr;
-    vexa_sol_list_count_fn list_count = nullptr;
-    vexa_sol_list_get_fn list_get = nullptr;
-    vexa_sol_list_destroy_fn list_destroy = nullptr;
-    vexa_register_callback_fn register_callback = nullptr;
-    vexa_get_info_fn get_info = nullptr;
-    vexa_free_info_fn free_info = nullptr;
-    vexa_add_constraint_fn add_constraint = nullptr;
-    vexa_add_constraint_nl_fn add_constraint_nl = nullptr;
-    vexa_add_constraint_set_fn add_constraint_set = nullptr;
-    vexa_set_cons_shape_fn set_cons_shape = nullptr;
-    vexa_set_remainder_fn set_remainder = nullptr;
-};
-
-// Opened once per process from the build's output directory.
-const ModuleFunctions &nimba_module();
-const ModuleFunctions &exhaustive_module();
+// The built modules, opened once per process from the build's output
+// directory with every function of their family's list (a missing one aborts
+// the test program).
+const NimbaModuleTable &built_nimba_module();
+const ExhaustiveModuleTable &built_exhaustive_module();
 
 struct ListItem {
     coeff_t energy;
@@ -58,10 +40,14 @@ struct Outcome {
 };
 
 // A handle for a binary model (create) or, with `integer`, for a mixed model
-// (create_int; constraint words must then be flat indices).
-void *create_handle(const ModuleFunctions &f, const TestModel &m, bool integer = false);
-Outcome search_handle(const ModuleFunctions &f, void *h, const TestModel &m, const Params &p, bool integer = false);
-Outcome solve(const ModuleFunctions &f, const TestModel &m, const Params &p);
+// (the heuristic module's create_int; constraint words must then be flat
+// indices). Table is NimbaModuleTable or ExhaustiveModuleTable.
+template <class Table>
+void *create_handle(const Table &f, const TestModel &m, bool integer = false);
+template <class Table>
+Outcome search_handle(const Table &f, void *h, const TestModel &m, const Params &p, bool integer = false);
+template <class Table>
+Outcome solve(const Table &f, const TestModel &m, const Params &p);
 Outcome solve_int(const TestModel &m, const Params &p);
 
 }  // namespace vexa::test

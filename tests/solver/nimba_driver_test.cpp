@@ -238,6 +238,29 @@ TEST_F(NimbaDriver, MissingCapabilitiesFailAtCreation) {
     });
 }
 
+// The model lists linear constraints before nonlinear ones, and the first
+// constraint that the module cannot take decides the message: the allowed
+// set, whatever order the constraints were declared in.
+TEST_F(NimbaDriver, WithNeitherBodyCallTheFirstConstraintInModelOrderDecides) {
+    EnvScope other("VEXA_LIB_DIR", mock_dir("nimba_no_nl_and_set").c_str());
+    ExprPtr objective(vexa_expr_create_var(x));
+    ExprPtr set_body(vexa_expr_create_add_var_var(y, z));
+    ExprPtr nl_body(vexa_expr_create_var(z));
+    add_term(nl_body.get(), 1, x, y);
+    const ConsSpec set_cons{set_body.get(), 0, 2, 2, {{0, 0}, {2, 2}}};
+    const ConsSpec nl_cons{nl_body.get(), 0, 1, 3};
+    const std::string message =
+        "NimbaSolver: this solver .so does not support allowed-value set constraints (equal{...}); rebuild it";
+    ModelPtr set_first = make_model(objective.get(), {set_cons, nl_cons});
+    ModelPtr nl_first = make_model(objective.get(), {nl_cons, set_cons});
+    EXPECT_DEATH(vexa_nimba_solver_wrapper_create(set_first.get()), fatal_text(message));
+    EXPECT_DEATH(vexa_nimba_solver_wrapper_create(nl_first.get()), fatal_text(message));
+    ModelPtr nl_only = make_model(objective.get(), {nl_cons});
+    EXPECT_DEATH(vexa_nimba_solver_wrapper_create(nl_only.get()),
+                 fatal_text("NimbaSolver: this solver .so does not support nonlinear native constraint bodies (rebuild "
+                            "it, or use a linear constraint body)"));
+}
+
 class NimbaInteger : public NimbaDriver {
 protected:
     void SetUp() override {

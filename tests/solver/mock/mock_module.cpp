@@ -3,8 +3,10 @@
 // without some functions hide them at link time.
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "mock_record.hpp"
+#include "solver/module_symbols.h"
 
 #define MOCK_EXPORT extern "C" __attribute__((visibility("default")))
 #ifdef MOCK_EXHAUSTIVE
@@ -227,3 +229,12 @@ MOCK_EXPORT void FN(set_remainder)(void *, const void *constant, uint64_t n_term
     g_record.rem_vars = vars;
     g_record.rem_coeffs = coeffs;
 }
+
+// The mock defines every function of its family's list, with the list's types.
+#ifdef MOCK_EXHAUSTIVE
+#define MOCK_SYMBOLS VEXA_EXHAUSTIVE_MODULE_SYMBOLS
+#else
+#define MOCK_SYMBOLS VEXA_NIMBA_MODULE_SYMBOLS
+#endif
+#define MOCK_CHECK(name, type, need) static_assert(std::is_same_v<decltype(&FN(name)), type>, #name);
+MOCK_SYMBOLS(MOCK_CHECK)
