@@ -25,6 +25,18 @@ bool is_decimal_integer(const char *text) {
     return true;
 }
 
+// Decimal text as an exact integer. The arithmetic library reads a leading 0
+// as an octal prefix ("010" would be 8), so the sign and the leading zeros
+// are taken off first and the digits read on their own.
+coeff_t decimal_value(const char *text) {
+    bool negative = false;
+    if (*text == '-' || *text == '+') negative = *text++ == '-';
+    while (text[0] == '0' && text[1] != '\0') ++text;
+    coeff_t v(text);
+    if (negative) v = -v;
+    return v;
+}
+
 bool switched_on(std::string_view value) { return value == "1" || value == "true" || value == "True"; }
 
 }  // namespace
@@ -55,9 +67,8 @@ SearchSettings read_search_settings(const vexa_param *params, std::string_view t
                 if (!is_decimal_integer(value)) {
                     fatal(tag, std::string("target_energy is not a decimal integer: '") + value + "'");
                 }
-                if (value[0] == '+') ++value;
             }
-            s.target_energy = coeff_t(value);
+            s.target_energy = decimal_value(value);
             s.has_target = true;
         } else if (key == "seed") {
             s.has_seed = true;

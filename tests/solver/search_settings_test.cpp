@@ -90,11 +90,22 @@ TEST(SearchSettings, ThreadCountsAreCutDifferently) {
     EXPECT_GE(default_thread_count(), 1u);
 }
 
+TEST(SearchSettings, TargetsAreDecimalWithLeadingZeros) {
+    // leading zeros must not switch the text to octal (or hex)
+    for (const auto &read : {module, native}) {
+        EXPECT_EQ(read(Params{{"target_energy", "010"}}).target_energy, 10);
+        EXPECT_EQ(read(Params{{"target_energy", "-0099"}}).target_energy, -99);
+        EXPECT_EQ(read(Params{{"target_energy", "+000"}}).target_energy, 0);
+        EXPECT_EQ(read(Params{{"target_energy", "0"}}).target_energy, 0);
+    }
+}
+
 TEST(SearchSettings, TargetsAndTimeLimitsWhereTheSidesDiffer) {
-    // a module checks the text and takes a plus sign; the library hands the
-    // text to the coefficient type, which refuses what it cannot read
+    // a module checks the text; the library hands what it cannot read to the
+    // coefficient type, which throws. Both take a plus sign.
     EXPECT_EQ(module(Params{{"target_energy", "+5"}}).target_energy, 5);
-    EXPECT_THROW(native(Params{{"target_energy", "+5"}}), std::runtime_error);
+    EXPECT_EQ(native(Params{{"target_energy", "+5"}}).target_energy, 5);
+    EXPECT_THROW(native(Params{{"target_energy", "5x"}}), std::runtime_error);
     EXPECT_DEATH(module(Params{{"target_energy", ""}}),
                  fatal_text("NimbaSolver: target_energy is not a decimal integer: ''"));
     EXPECT_EQ(native(Params{{"target_energy", ""}}).target_energy, 0);
