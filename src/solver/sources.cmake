@@ -9,6 +9,7 @@ list(APPEND VEXA_SOURCES
   solver/int_enumeration.cpp
   solver/exhaustive_driver.cpp
   solver/int_search.cpp
+  solver/int_search_result.cpp
   solver/unified.cpp
   solver/nimba_driver.cpp
   solver/forwarders.cpp
