@@ -13,8 +13,10 @@
 //       with allowed: the least distance to any (low, high), 0 inside one
 //   Q = weight * D, times D once more when shape_exponent is 2.
 //
-// The weight may be negative; nothing here assumes a sign. Everything is
-// inline and allocation-free, as these run in the innermost search loops.
+// The weight may be negative; nothing here assumes a sign. Nothing here
+// allocates, as these run in the innermost search loops. The templates are
+// not declared inline on purpose: the compiler then spends its inlining
+// budget on the callers' own loops first.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +40,7 @@ struct PenaltyShape {
 // Value of a literal in a state of T values: the flat index is the word
 // without its negation bit, and a negated literal reads 1 - x.
 template <class T>
-inline T flat_literal_value(uint32_t lit, const T *x) {
+T flat_literal_value(uint32_t lit, const T *x) {
     if (literal_negated(lit)) return T(T(1) - x[literal_var_index(lit)]);
     return x[lit];
 }
@@ -49,7 +51,7 @@ inline T flat_literal_value(uint32_t lit, const T *x) {
 
 // A flat literal over a state of T values.
 template <class T>
-inline bool times_flat_literal(T &p, uint32_t lit, const T *x) {
+bool times_flat_literal(T &p, uint32_t lit, const T *x) {
     const T &v = x[literal_var_index(lit)];
     if (literal_negated(lit)) {
         // 1 - x: 1 for the binary value 0, nothing to multiply
@@ -67,8 +69,7 @@ inline bool times_flat_literal(T &p, uint32_t lit, const T *x) {
 // A variable with flat index `flat` over packed bits (the first n_bin flat
 // indices) and integer values (the rest); `negated` reads 1 - bit.
 template <class T>
-inline bool times_packed_flat(T &p, uint32_t flat, bool negated, uint32_t n_bin, const uint64_t *bits,
-                              const T *ints) {
+bool times_packed_flat(T &p, uint32_t flat, bool negated, uint32_t n_bin, const uint64_t *bits, const T *ints) {
     if (flat < n_bin) return (((bits[flat >> 6] >> (flat & 63)) & 1u) != 0) != negated;
     const T &v = ints[flat - n_bin];
     if (is_zero(v)) return false;
@@ -79,7 +80,7 @@ inline bool times_packed_flat(T &p, uint32_t flat, bool negated, uint32_t n_bin,
 // A dense model word over packed bits (by dense index) and integer values
 // (by dense integer index).
 template <class T>
-inline bool times_dense_word(T &p, uint32_t w, const uint64_t *bits, const T *ints) {
+bool times_dense_word(T &p, uint32_t w, const uint64_t *bits, const T *ints) {
     if (literal_is_int(w)) {
         const T &v = ints[literal_int_index(w)];
         if (is_zero(v)) return false;
@@ -92,7 +93,7 @@ inline bool times_dense_word(T &p, uint32_t w, const uint64_t *bits, const T *in
 
 // p times the values of n literals, in order; false at the first zero.
 template <class T, class Times>
-inline bool times_all(T &p, const uint32_t *lits, size_t n, Times &&times) {
+bool times_all(T &p, const uint32_t *lits, size_t n, Times &&times) {
     for (size_t k = 0; k < n; ++k) {
         if (!times(p, lits[k])) return false;
     }
@@ -102,7 +103,7 @@ inline bool times_all(T &p, const uint32_t *lits, size_t n, Times &&times) {
 // The body value B of a constraint; `times(p, word)` multiplies by the value
 // of one of its words as above. A row with no words adds its coefficient.
 template <class T, class C, class Times>
-inline T constraint_body(const C &c, Times &&times) {
+T constraint_body(const C &c, Times &&times) {
     T body = c.body_constant;
     T p;
     for (size_t i = 0; i < c.vars.size(); ++i) {
@@ -119,7 +120,7 @@ inline T constraint_body(const C &c, Times &&times) {
 
 // The distance D of a body value from what the constraint allows.
 template <class C, class T>
-inline T constraint_distance(const C &c, const T &body) {
+T constraint_distance(const C &c, const T &body) {
     if (c.allowed.empty()) {
         // Both sides count: with lower above upper, a body between them pays
         // both gaps, lower - upper in all.
@@ -146,7 +147,7 @@ inline T constraint_distance(const C &c, const T &body) {
 
 // The penalty Q = weight * D, times D again for a quadratic shape.
 template <class C, class T>
-inline T penalty_of_distance(const C &c, const T &d) {
+T penalty_of_distance(const C &c, const T &d) {
     if (is_zero(d)) return T(0);
     T q = T(c.weight * d);
     if (c.shape_exponent == 2) q *= d;
@@ -155,7 +156,7 @@ inline T penalty_of_distance(const C &c, const T &d) {
 
 // The penalty Q of a constraint at body value `body`.
 template <class C, class T>
-inline T constraint_penalty(const C &c, const T &body) {
+T constraint_penalty(const C &c, const T &body) {
     return penalty_of_distance(c, constraint_distance(c, body));
 }
 
