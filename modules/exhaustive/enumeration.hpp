@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "block_kernel.hpp"
+#include "constraint/pricing.hpp"
 #include "enumeration_model.hpp"
 #include "partition_collector.hpp"
-#include "constraint/pricing.hpp"
 
 namespace vexa::mod {
 

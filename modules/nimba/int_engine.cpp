@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
-#include "packed_bits.hpp"
 #include "constraint/pricing.hpp"
+#include "packed_bits.hpp"
 #include "rng.hpp"
 
 namespace vexa::mod {

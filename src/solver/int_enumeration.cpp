@@ -8,8 +8,8 @@
 #include <memory>
 #include <string>
 
-#include "core/fatal.hpp"
 #include "constraint/pricing.hpp"
+#include "core/fatal.hpp"
 #include "core/literal.hpp"
 #include "model/sol.hpp"
 #include "solver/flat_problem.hpp"

@@ -230,7 +230,7 @@ TEST(ConstraintPricing, EveryConsumerPricesAsASolution) {
     }
 }
 
-// The cases a drifted copy got wrong: a body between lower > upper pays
+// The edges of the rule: a body between lower > upper pays
 // both gaps, and only an exponent of 2 squares.
 TEST(ConstraintPricing, LowerAboveUpperPaysBothGaps) {
     NativeConstraint c;
@@ -248,6 +248,8 @@ TEST(ConstraintPricing, LowerAboveUpperPaysBothGaps) {
         c.shape_exponent = 2;
         EXPECT_EQ(vexa::constraint_penalty(c, coeff_t(b)), expected_d * expected_d) << b;
         c.shape_exponent = 1;
+        EXPECT_EQ(vexa::constraint_penalty(c, coeff_t(b)), expected_d) << b;
+        c.shape_exponent = 3;  // anything but 2 is linear
         EXPECT_EQ(vexa::constraint_penalty(c, coeff_t(b)), expected_d) << b;
     }
     EXPECT_EQ(vexa::constraint_distance(c, coeff_t(3)), 3);
