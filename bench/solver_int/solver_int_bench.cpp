@@ -52,7 +52,7 @@ void add(ExprImpl *e, const coeff_t &c, uint32_t a, uint32_t b = VEXA_EMPTY_VAR)
 
 const char *width_name(const Model *m) {
     const vexa::ModelImpl &mi = *m->ref;
-    switch (vexa::choose_width(mi, vexa::flat_max_abs(mi, true))) {
+    switch (vexa::choose_width(mi, vexa::flat_max_abs(mi))) {
         case vexa::ArithWidth::w64: return "64-bit words";
         case vexa::ArithWidth::w128: return "128-bit words";
         case vexa::ArithWidth::exact: break;

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "canonical_model.hpp"
-#include "number_type.hpp"
-#include "penalty.hpp"
+#include "constraint/pricing.hpp"
+#include "core/number_type.hpp"
 
 namespace vexa::mod {
 
@@ -76,7 +76,7 @@ FlipModel<T> compile_flip_model(const CanonicalModel &m) {
         s.lower = from_coeff<T>(cc.lower);
         s.upper = from_coeff<T>(cc.upper);
         for (const auto &[lo, hi] : cc.allowed) s.allowed.emplace_back(from_coeff<T>(lo), from_coeff<T>(hi));
-        s.exponent = cc.exponent;
+        s.shape_exponent = cc.exponent;
         f.shape.push_back(std::move(s));
         f.b0.push_back(from_coeff<T>(cc.b0));
 

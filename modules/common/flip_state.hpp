@@ -50,9 +50,9 @@ struct FlipState {
     template <class OnChange>
     void refresh_constraint(uint32_t c, OnChange &&changed) {
         const PenaltyShape<T> &s = m->shape[c];
-        pen[c] = penalty_value(s, body[c]);
+        pen[c] = constraint_penalty(s, body[c]);
         for (uint32_t o = m->cons_occ_start[c]; o < m->cons_occ_start[c + 1]; ++o) {
-            T nc = penalty_value(s, T(body[c] + body_change(o)));
+            T nc = constraint_penalty(s, T(body[c] + body_change(o)));
             nc -= pen[c];
             const uint32_t i = m->occ_var[o];
             gain[i] += nc;

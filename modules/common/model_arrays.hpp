@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/coeff.hpp"
+#include "core/literal.hpp"
 
 namespace vexa::mod {
 
@@ -87,14 +88,14 @@ void set_remainder_record(ModelArrays &arrays, const coeff_t *constant, uint64_t
 // A term word: bit 31 a negated binary literal, bit 30 an integer atom (flat
 // index bin_count + low 30 bits), else a binary index.
 inline Literal term_literal(const ModelArrays &a, uint32_t word) {
-    if (word & 0x80000000u) return {word & 0x7FFFFFFFu, true};
-    if (word & 0x40000000u) return {a.bin_count + (word & 0x3FFFFFFFu), false};
+    if (literal_negated(word)) return {literal_var_index(word), true};
+    if (word & kIntAtomBit) return {a.bin_count + literal_int_index(word), false};
     return {word, false};
 }
 
 // A constraint word: a flat index on integer handles, a term word otherwise.
 inline Literal constraint_literal(const ModelArrays &a, uint32_t word) {
-    if (a.integer_mode) return {word & 0x7FFFFFFFu, false};
+    if (a.integer_mode) return {literal_var_index(word), false};
     return term_literal(a, word);
 }
 

@@ -32,7 +32,7 @@ uint64_t module_list_count(const void *list) {
 
 void module_list_get(const void *list, uint64_t index, ModuleSolution *out) {
     const ListEntry &e = static_cast<const ModuleList *>(list)->entries.at(index);
-    fill_module_solution(out, e.energy, e.bits.data(), e.bits.size(), e.tts);
+    fill_module_solution(out, e.energy, e.state.data(), e.state.size(), e.tts);
 }
 
 void module_list_destroy(void *list) { delete static_cast<ModuleList *>(list); }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/state_hash.hpp"
+
 namespace vexa::mod {
 
 inline uint32_t word_count_for(uint32_t n) { return (n + 63) / 64; }
@@ -26,14 +28,6 @@ inline void unpack_bits(const uint64_t *words, uint32_t n, uint8_t *x) {
     for (uint32_t i = 0; i < n; ++i) x[i] = (words[i / 64] >> (i % 64)) & 1u;
 }
 
-inline uint64_t hash_words(const uint64_t *words, size_t count) {
-    uint64_t h = 0x243F6A8885A308D3ull ^ count;
-    for (size_t i = 0; i < count; ++i) {
-        h ^= words[i] + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
-        h *= 0xFF51AFD7ED558CCDull;
-        h ^= h >> 33;
-    }
-    return h;
-}
+inline uint64_t hash_words(const uint64_t *words, size_t count) { return vexa::hash_state(words, count); }
 
 }  // namespace vexa::mod

@@ -31,7 +31,7 @@ void check_returned_states(std::string_view tag, const ModelArrays &arrays, cons
     std::atomic<size_t> next{0};
     auto body = [&]() {
         for (size_t i = next++; i < list.size(); i = next++) {
-            check_one(tag, arrays, list[i].energy, list[i].bits.data(), nullptr, "listed state");
+            check_one(tag, arrays, list[i].energy, list[i].state.data(), nullptr, "listed state");
         }
     };
     std::vector<std::thread> others;

@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "block_kernel.hpp"
+#include "constraint/pricing.hpp"
 #include "enumeration_model.hpp"
 #include "partition_collector.hpp"
-#include "penalty.hpp"
 
 namespace vexa::mod {
 
@@ -198,7 +198,7 @@ void enumerate_gray_partition(const EnumerationModel<T> &m, uint32_t fixed_bits,
             }
         }
         body[c] = b;
-        pen[c] = penalty_value(f.shape[c], body[c]);
+        pen[c] = constraint_penalty(f.shape[c], body[c]);
         energy += pen[c];
     }
     auto visit = [&]() -> bool {
@@ -230,7 +230,7 @@ void enumerate_gray_partition(const EnumerationModel<T> &m, uint32_t fixed_bits,
             } else {
                 body[c] += d;
             }
-            T np = penalty_value(f.shape[c], body[c]);
+            T np = constraint_penalty(f.shape[c], body[c]);
             delta += np;
             delta -= pen[c];
             pen[c] = std::move(np);

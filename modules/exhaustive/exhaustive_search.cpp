@@ -46,7 +46,7 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
     for (auto &p : parts) {
         p.c0 = &canon.c0;
         p.clock = &clock;
-        p.list = SolutionList::for_params(params);
+        p.list = list_for_params(params);
     }
     std::atomic<uint64_t> next{0};
     auto worker = [&]() {
@@ -73,7 +73,7 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
 
     // Merge in partition order: the first state of the least energy wins, and
     // the lists see the states in enumeration order.
-    out.list = SolutionList::for_params(params);
+    out.list = list_for_params(params);
     bool have = false;
     T best = 0;
     out.complete = true;
@@ -86,7 +86,7 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
             out.best_state = p.best_state;
             out.best_tts = p.best_tts;
         }
-        for (const ListEntry &e : p.list.entries) out.list.offer(e.energy, e.bits.data(), e.bits.size(), e.tts);
+        for (const ListEntry &e : p.list.entries) out.list.offer(e.energy, e.state.data(), e.state.size(), e.tts);
         out.list.truncated = out.list.truncated || p.list.truncated || p.skipped_equal;
     }
     out.best_energy = canon.c0 + to_coeff(best);

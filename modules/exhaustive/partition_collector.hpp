@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "number_type.hpp"
+#include "core/number_type.hpp"
 #include "solution_list.hpp"
 #include "stopwatch.hpp"
 
@@ -55,7 +55,7 @@ struct PartitionCollector {
         if (list.active()) {
             const coeff_t absolute = *c0 + to_coeff(e);
             list.offer(absolute, &state, 1, tts);
-            if (list.mode == SolutionList::Mode::top_k && list.entries.size() >= list.limit) {
+            if (list.full()) {
                 cut_ = from_coeff<T>(list.entries.back().energy - *c0);
             }
         }

@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
+#include "constraint/pricing.hpp"
 #include "packed_bits.hpp"
-#include "penalty.hpp"
 #include "rng.hpp"
 
 namespace vexa::mod {
@@ -27,8 +27,9 @@ struct IntModel {
         bool nonlinear;  // the variable also sits in a product row
     };
     std::vector<std::vector<ConsOcc>> cons_occ;
-    std::vector<PenaltyShape<coeff_t>> shapes;
     const ModelArrays *arrays = nullptr;
+
+    uint32_t constraint_count() const { return static_cast<uint32_t>(arrays->constraints.size()); }
 };
 
 IntModel build_int_model(const ModelArrays &a) {
@@ -61,7 +62,6 @@ IntModel build_int_model(const ModelArrays &a) {
     m.cons_occ.resize(m.total);
     for (uint32_t c = 0; c < a.constraints.size(); ++c) {
         const ConstraintRecord &r = a.constraints[c];
-        m.shapes.push_back({r.weight, r.lower, r.upper, r.allowed, r.shape_exponent});
         std::vector<std::pair<uint32_t, IntModel::ConsOcc>> occ;
         for (size_t k = 0; k < r.vars.size(); ++k) {
             occ.push_back({constraint_literal(a, r.vars[k]).flat, {c, r.coeffs[k], false}});
@@ -85,7 +85,7 @@ class IntWorker {
 public:
     IntWorker(const IntModel &m, SearchShared &sh, uint64_t seed) : m_(m), sh_(sh), rng_(seed) {
         x_.resize(m.total);
-        body_.resize(m.shapes.size());
+        body_.resize(m.constraint_count());
         words_.resize(word_count_for(m.nb));
         ints_.resize(m.total - m.nb);
     }
@@ -156,44 +156,36 @@ private:
         for (uint32_t v = 0; v < m_.total; ++v) x_[v] = v < m_.nb ? coeff_t(rng_.next() & 1u) : random_in_range(v);
     }
 
-    coeff_t literal_value(const Literal &l) const {
-        if (l.negated) return 1 - x_[l.flat];
-        return x_[l.flat];
+    // Multiplies p by the value of a literal (1 - x for a negated one);
+    // false when that value is 0.
+    bool times_literal(coeff_t &p, const Literal &l) const {
+        return times_flat_literal(p, l.negated ? (l.flat | kNegatedBit) : l.flat, x_.data());
     }
 
     coeff_t term_value(uint32_t t) const {
         coeff_t p = m_.term_coef[t];
         for (uint64_t k = m_.term_start[t]; k < m_.term_start[t + 1]; ++k) {
-            const coeff_t v = literal_value(m_.term_lits[k]);
-            if (v == 0) return coeff_t(0);
-            p *= v;
+            if (!times_literal(p, m_.term_lits[k])) return coeff_t(0);
         }
         return p;
     }
 
+    const ConstraintRecord &constraint(uint32_t c) const { return m_.arrays->constraints[c]; }
+
     coeff_t full_body(uint32_t c) const {
         const ModelArrays &a = *m_.arrays;
-        const ConstraintRecord &r = a.constraints[c];
-        coeff_t b = r.body_constant;
-        for (size_t k = 0; k < r.vars.size(); ++k) b += r.coeffs[k] * x_[constraint_literal(a, r.vars[k]).flat];
-        for (size_t row = 0; row < r.quad_coeffs.size(); ++row) {
-            coeff_t p = r.quad_coeffs[row];
-            for (uint64_t w = r.quad_head[row]; w < r.quad_head[row + 1] && p != 0; ++w) {
-                p *= x_[constraint_literal(a, r.quad_vars[w]).flat];
-            }
-            b += p;
-        }
-        return b;
+        return constraint_body<coeff_t>(
+            constraint(c), [&](coeff_t &p, uint32_t word) { return times_literal(p, constraint_literal(a, word)); });
     }
 
     void recompute() {
         energy_ = m_.arrays->constant;
         for (uint32_t t = 0; t < m_.term_coef.size(); ++t) energy_ += term_value(t);
-        for (uint32_t c = 0; c < m_.shapes.size(); ++c) {
+        for (uint32_t c = 0; c < m_.constraint_count(); ++c) {
             body_[c] = full_body(c);
-            energy_ += penalty_value(m_.shapes[c], body_[c]);
+            energy_ += constraint_penalty(constraint(c), body_[c]);
         }
-        work_ += m_.term_coef.size() + m_.shapes.size();
+        work_ += m_.term_coef.size() + m_.constraint_count();
     }
 
     // Energy change of setting variable v to `cand`; the new bodies go to changed_.
@@ -201,13 +193,13 @@ private:
         changed_.clear();
         coeff_t before = 0, after = 0;
         for (uint32_t t : m_.term_occ[v]) before += term_value(t);
-        for (const auto &o : m_.cons_occ[v]) before += penalty_value(m_.shapes[o.c], body_[o.c]);
+        for (const auto &o : m_.cons_occ[v]) before += constraint_penalty(constraint(o.c), body_[o.c]);
         const coeff_t old = x_[v];
         x_[v] = cand;
         for (uint32_t t : m_.term_occ[v]) after += term_value(t);
         for (const auto &o : m_.cons_occ[v]) {
             coeff_t b = o.nonlinear ? full_body(o.c) : coeff_t(body_[o.c] + o.a * (cand - old));
-            after += penalty_value(m_.shapes[o.c], b);
+            after += constraint_penalty(constraint(o.c), b);
             changed_.emplace_back(o.c, std::move(b));
         }
         x_[v] = old;

@@ -7,7 +7,7 @@
 namespace vexa::mod {
 
 SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx)
-    : list(SolutionList::for_params(p)), callback(cb), callback_ctx(cb_ctx) {
+    : list(list_for_params(p)), callback(cb), callback_ctx(cb_ctx) {
     time_limit = p.has_time_limit ? p.time_limit : 10.0;
     has_target = p.has_target;
     target_energy = p.target_energy;
@@ -19,7 +19,7 @@ ListGate SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t
     std::lock_guard<std::mutex> lock(mutex);
     list.offer(energy, bits, words, tts);
     ListGate gate;
-    if (list.mode == SolutionList::Mode::top_k && list.entries.size() >= list.limit) {
+    if (list.full()) {
         gate.open = false;
         gate.worst = list.entries.back().energy;
     }

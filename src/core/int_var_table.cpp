@@ -24,7 +24,7 @@ uint32_t add_record(const char *name, const uint64_t *shape, uint64_t ndim, cons
     IntVarTable &table = IntVarTable::instance();
     std::lock_guard<std::mutex> lock(table.mutex);
     const uint64_t first = table.next_index.load(std::memory_order_relaxed);
-    if (count > kIndexSpace || first + count >= 0x40000000ull) {
+    if (count > kIndexSpace || first + count >= kIntAtomBit) {  // indices stay below the atom bit
         fatal("int_var: integer variable index space exhausted");
     }
     table.records.push_back(IntVarRecord{static_cast<uint32_t>(first), count, std::move(record_name),

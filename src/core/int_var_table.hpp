@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/coeff.hpp"
+#include "core/literal.hpp"
 
 namespace vexa {
 
@@ -34,8 +35,6 @@ struct IntVarTable {
 
     static IntVarTable &instance();
 };
-
-inline constexpr uint32_t kIntAtomBit = 0x40000000u;
 
 // Times hi - lo can be halved before it is 0; at least 1, and 1 when hi < lo.
 uint64_t bit_width(const coeff_t &lo, const coeff_t &hi);

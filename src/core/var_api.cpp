@@ -49,7 +49,7 @@ void vexa_int_var_bounds(uint32_t code, vexa_bigint *lo_out, vexa_bigint *hi_out
     const IntVarRecord *record = nullptr;
     IntVarTable &table = IntVarTable::instance();
     std::lock_guard<std::mutex> lock(table.mutex);
-    if ((code & kIntAtomBit) != 0) record = find_int_var(code & 0x3FFFFFFFu);
+    if ((code & kIntAtomBit) != 0) record = find_int_var(literal_int_index(code));
     if (record == nullptr) fatal("vexa_int_var_bounds: not an integer variable index");
     coeff_to_record(record->lower, lo_out);
     coeff_to_record(record->upper, hi_out);

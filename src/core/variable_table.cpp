@@ -84,11 +84,11 @@ void append_indices(std::string &out, uint64_t offset, const std::vector<uint64_
 }
 
 const char *var_str(uint32_t code) {
-    const bool negated = (code & 0x80000000u) != 0;
-    if (!negated && (code & 0x40000000u) != 0) return int_var_str(code & 0x3FFFFFFFu);
+    if (literal_is_int(code)) return int_var_str(literal_int_index(code));
 
     const VariableTable &table = VariableTable::instance();
-    const uint64_t index = code & 0x7FFFFFFFu;
+    const bool negated = literal_negated(code);
+    const uint64_t index = literal_var_index(code);
     if (index >= table.names.size()) return "?";
     for (const VarGroup &group : table.groups) {
         if (index >= group.first && index - group.first < group.count) {

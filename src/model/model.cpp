@@ -14,6 +14,7 @@
 
 #include "core/fatal.hpp"
 #include "core/int_var_table.hpp"
+#include "core/literal.hpp"
 #include "core/parallel.hpp"
 #include "core/variable_table.hpp"
 #include "expr/simplify.hpp"
@@ -22,9 +23,9 @@ namespace vexa {
 
 namespace {
 
-constexpr uint32_t kNeg = 0x80000000u;
-constexpr uint32_t kInt = 0x40000000u;
-constexpr uint32_t kEmpty = 0xFFFFFFFFu;
+constexpr uint32_t kNeg = kNegatedBit;
+constexpr uint32_t kInt = kIntAtomBit;
+constexpr uint32_t kEmpty = kEmptyLiteral;
 
 const char *kBodyNegated =
     "Model: constraint body not simplified as binary (negated literal in degree 1-2 term). Call "
@@ -40,7 +41,7 @@ const char *kExprUnsorted =
 const char *kNotLinear = "Model: native constraints require a linear body (degree >= 2 term found)";
 const char *kNegatedInBody = "Model: unexpected negated literal in constraint body";
 
-bool is_int_atom(uint32_t w) { return (w & (kNeg | kInt)) == kInt; }
+bool is_int_atom(uint32_t w) { return literal_is_int(w); }
 
 // Timing lines of VEXA_MODEL_PROFILE; the variable is read at each report.
 class Stopwatch {
@@ -247,7 +248,7 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
         for (uint32_t k = 0; k < degree; ++k) {
             const uint32_t w = t.vars.slot[k];
             if (is_int_atom(w)) {
-                if ((w & 0x3FFFFFFFu) >= I) {
+                if ((literal_int_index(w)) >= I) {
                     error.record("Model: unknown integer variable index.");
                     return;
                 }
@@ -270,7 +271,7 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
         for (uint32_t k = 0; k < degree; ++k) {
             const uint32_t w = t.vars.slot[k];
             if (is_int_atom(w)) {
-                int_flags[w & 0x3FFFFFFFu] = 1;
+                int_flags[literal_int_index(w)] = 1;
             } else {
                 var_flags[w] = 1;
             }
@@ -285,8 +286,8 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
 
     auto flag_word = [&](uint32_t w) {
         if (is_int_atom(w)) {
-            if ((w & 0x3FFFFFFFu) >= I) fatal("Model: unknown integer variable index.");
-            int_flags[w & 0x3FFFFFFFu] = 1;
+            if ((literal_int_index(w)) >= I) fatal("Model: unknown integer variable index.");
+            int_flags[literal_int_index(w)] = 1;
         } else {
             if ((w & ~kNeg) >= V) fatal("Model: unknown binary variable index.");
             var_flags[w & ~kNeg] = 1;
@@ -402,8 +403,8 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
     }
 
     auto remap = [&](uint32_t w) {
-        if (is_int_atom(w)) return int_index_map[w & 0x3FFFFFFFu] | kInt;
-        return index_map[w & 0x7FFFFFFFu] | (w & kNeg);
+        if (is_int_atom(w)) return int_index_map[literal_int_index(w)] | kInt;
+        return index_map[literal_var_index(w)] | (w & kNeg);
     };
 
     // Step I: native constraints in dense words.

@@ -10,11 +10,12 @@
 #include "constraint/tables.hpp"
 #include "core/coeff.hpp"
 #include "core/flat_array.hpp"
+#include "core/literal.hpp"
 #include "expr/expr.hpp"
 
 namespace vexa {
 
-inline constexpr uint32_t kNoIndex = 0xFFFFFFFFu;
+inline constexpr uint32_t kNoIndex = kEmptyLiteral;
 
 // Declared constraints of an expression, as the model constructor takes them.
 struct ConstraintListImpl {
@@ -77,7 +78,7 @@ public:
     uint64_t int_count() const { return int_atoms.size(); }
     // Dense index of a variable word (bit 31 ignored), or kNoIndex.
     uint32_t dense_index(uint32_t word) const {
-        const uint32_t v = word & 0x7FFFFFFFu;
+        const uint32_t v = literal_var_index(word);
         return v < index_map.size() ? index_map[v] : kNoIndex;
     }
 };

@@ -5,6 +5,7 @@
 #include "constraint/attr.hpp"
 #include "core/bigint.hpp"
 #include "core/fatal.hpp"
+#include "core/literal.hpp"
 #include "model/model.hpp"
 #include "model/sol.hpp"
 #include "vexa/model.h"
@@ -83,7 +84,7 @@ int vexa_model_has_negated_literals(Model *m) {
     const ModelImpl &model = impl(m);
     for (uint32_t d = 0; d < model.max_degree; ++d) {
         for (uint32_t w : model.term_vars[d]) {
-            if (w & 0x80000000u) return 1;
+            if (literal_negated(w)) return 1;
         }
     }
     return 0;
@@ -94,7 +95,7 @@ uint64_t vexa_model_int_var_count(Model *m) { return impl(m).int_atoms.size(); }
 uint32_t vexa_model_int_var_orig(Model *m, uint64_t i) {
     const ModelImpl &model = impl(m);
     if (i >= model.int_atoms.size()) fatal("vexa_model_int_var_orig: index out of range");
-    return model.int_atoms[i] | 0x40000000u;
+    return model.int_atoms[i] | kIntAtomBit;
 }
 
 void vexa_model_int_var_bounds(Model *m, uint64_t i, vexa_bigint *lo, vexa_bigint *hi) {
@@ -167,7 +168,7 @@ void vexa_model_eval(Model *m, const uint64_t *bits, vexa_bigint *out) {
             for (uint32_t k = 0; k < d && on; ++k) {
                 const uint32_t w = words[i * d + k];
                 const bool bit = (bits[(w >> 6) & 0x1FFFFFFu] >> (w % 64)) & 1;
-                on = bit != ((w & 0x80000000u) != 0);
+                on = bit != literal_negated(w);
             }
             if (on) e += model.term_coeffs[d - 1][i];
         }
@@ -192,7 +193,7 @@ void vexa_expr_eval_with_model(const ExprImpl *e, Model *m, const uint64_t *bits
         for (uint32_t k = 0; k < t.vars.degree() && on; ++k) {
             const uint32_t w = t.vars.slot[k];
             const uint32_t dense = model.dense_index(w);
-            on = dense != kNoIndex && bit_of(bits, dense) != ((w & 0x80000000u) != 0);
+            on = dense != kNoIndex && bit_of(bits, dense) != literal_negated(w);
         }
         if (on) value += t.coeff;
     }

@@ -31,15 +31,9 @@ inline uint32_t word_count(uint64_t n) { return static_cast<uint32_t>((n + 63) /
 inline bool bit_of(const uint64_t *bits, uint32_t dense) { return (bits[dense >> 6] >> (dense & 63)) & 1; }
 
 // The energy of an assignment: the flat polynomial plus every native
-// constraint's penalty, exactly.
+// constraint's penalty (constraint/pricing.hpp), exactly. The reference every
+// engine's energies are checked against.
 energy_t comp_energy(const ModelImpl &m, const uint64_t *bits, const coeff_t *int_vals);
-
-// The penalty weight * D^k of one constraint at body value `body`.
-coeff_t constraint_penalty(const NativeConstraint &nc, const coeff_t &body);
-// Distance of a body value from what a constraint allows.
-coeff_t constraint_distance(const NativeConstraint &nc, const coeff_t &body);
-// Body value of a constraint under an assignment.
-coeff_t constraint_body(const NativeConstraint &nc, const uint64_t *bits, const coeff_t *int_vals);
 
 // A new solution of the model: all bits 0, integers at their lower bounds,
 // energy computed.

@@ -8,7 +8,10 @@
 #include <memory>
 #include <string>
 
+#include "constraint/pricing.hpp"
 #include "core/fatal.hpp"
+#include "core/literal.hpp"
+#include "model/sol.hpp"
 #include "solver/flat_problem.hpp"
 #include "solver/gray_counter.hpp"
 #include "solver/params.hpp"
@@ -77,7 +80,6 @@ struct Found {
 template <class T>
 nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &settings) {
     const FlatProblem<T> p(m);
-    const FlatProblem<coeff_t> exact(m);
     const uint32_t nb = p.n_bin;
     const uint32_t n = p.total;
 
@@ -91,10 +93,10 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
     // once under each coordinate of its body.
     std::vector<std::pair<uint32_t, uint32_t>> pairs;
     for (uint32_t t = 0; t < p.terms.size(); ++t) {
-        const uint32_t a = p.terms[t].lit[0] & ~kLitNegated;
+        const uint32_t a = literal_var_index(p.terms[t].lit[0]);
         pairs.emplace_back(a, t);
-        if (p.terms[t].lit[1] != kNoLit) {
-            const uint32_t b = p.terms[t].lit[1] & ~kLitNegated;
+        if (p.terms[t].lit[1] != kEmptyLiteral) {
+            const uint32_t b = literal_var_index(p.terms[t].lit[1]);
             if (b != a) pairs.emplace_back(b, t);
         }
     }
@@ -103,8 +105,8 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
     pairs.clear();
     for (uint32_t c = 0; c < p.cons.size(); ++c) {
         std::vector<uint32_t> coords;
-        for (uint32_t lit : p.cons[c].lits) coords.push_back(lit & ~kLitNegated);
-        for (uint32_t lit : p.cons[c].quad_lits) coords.push_back(lit & ~kLitNegated);
+        for (uint32_t lit : p.cons[c].vars) coords.push_back(literal_var_index(lit));
+        for (uint32_t lit : p.cons[c].quad_vars) coords.push_back(literal_var_index(lit));
         std::sort(coords.begin(), coords.end());
         coords.erase(std::unique(coords.begin(), coords.end()), coords.end());
         for (uint32_t v : coords) pairs.emplace_back(v, c);
@@ -113,16 +115,15 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
     cons_adj.build(n, pairs);
 
     std::vector<T> val(n, T(0));
-    std::vector<coeff_t> exact_val(n, coeff_t(0));
-    for (uint32_t k = 0; k < p.n_int; ++k) {
-        val[nb + k] = p.lower[k];
-        exact_val[nb + k] = m.int_lower[k];
-    }
+    for (uint32_t k = 0; k < p.n_int; ++k) val[nb + k] = p.lower[k];
     std::vector<T> body(p.cons.size());
     for (uint32_t c = 0; c < p.cons.size(); ++c) body[c] = p.body(p.cons[c], val.data());
 
     const double t0 = monotonic_seconds();
-    T energy = from_coeff<T>(exact.full_energy(exact_val.data()));
+    // The first state, all binary variables 0 and integers at their lower
+    // bounds, priced as a solution prices it.
+    std::vector<uint64_t> zero_bits(word_count(nb), 0);
+    T energy = from_coeff<T>(comp_energy(m, zero_bits.data(), m.int_lower.data()));
     T best = energy;
     std::vector<uint64_t> best_pos = gray.pos();
     double best_tts = 0.0;
@@ -140,7 +141,7 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
         }
         for (uint64_t a = cons_adj.start[i]; a < cons_adj.start[i + 1]; ++a) {
             const uint32_t c = cons_adj.items[a];
-            old_value += FlatProblem<T>::penalty(p.cons[c], body[c]);
+            old_value += constraint_penalty(p.cons[c], body[c]);
         }
         gray.move(i);
         if (gray.dir(i) > 0) {
@@ -155,7 +156,7 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
         for (uint64_t a = cons_adj.start[i]; a < cons_adj.start[i + 1]; ++a) {
             const uint32_t c = cons_adj.items[a];
             body[c] = p.body(p.cons[c], val.data());
-            new_value += FlatProblem<T>::penalty(p.cons[c], body[c]);
+            new_value += constraint_penalty(p.cons[c], body[c]);
         }
         energy += new_value - old_value;
         ++states;
@@ -173,20 +174,25 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
         }
     }
 
-    // The last state, priced from scratch, must agree with the running sum.
-    for (uint32_t k = 0; k < p.n_int; ++k) exact_val[nb + k] = m.int_lower[k] + gray.pos()[nb + k];
-    for (uint32_t b = 0; b < nb; ++b) exact_val[b] = gray.pos()[b];
-    if (exact.full_energy(exact_val.data()) != to_coeff(energy)) {
-        fatal("ExhaustiveSolver: internal error \xe2\x80\x94 incremental energy drift in integer enumeration.");
-    }
-
-    auto r = std::make_unique<nimba_solver_result>();
     auto fill = [&](const std::vector<uint64_t> &pos, std::vector<uint64_t> &bits, std::vector<coeff_t> &ints) {
-        bits.assign((static_cast<uint64_t>(nb) + 63) / 64, 0);
+        bits.assign(word_count(nb), 0);
         for (uint32_t b = 0; b < nb; ++b) bits[b >> 6] |= static_cast<uint64_t>(pos[b] & 1) << (b & 63);
         ints.resize(p.n_int);
         for (uint32_t k = 0; k < p.n_int; ++k) ints[k] = m.int_lower[k] + pos[nb + k];
     };
+
+    // The last state, priced from scratch as a solution prices it, must
+    // agree with the running sum.
+    {
+        std::vector<uint64_t> bits;
+        std::vector<coeff_t> ints;
+        fill(gray.pos(), bits, ints);
+        if (comp_energy(m, bits.data(), ints.data()) != to_coeff(energy)) {
+            fatal("ExhaustiveSolver: internal error \xe2\x80\x94 incremental energy drift in integer enumeration.");
+        }
+    }
+
+    auto r = std::make_unique<nimba_solver_result>();
     r->energy = to_coeff(best);
     r->tts = best_tts;
     fill(best_pos, r->bits, r->int_vals);
@@ -208,7 +214,7 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
 
 nimba_solver_result *enumerate_integer_model(const ModelImpl &m, const vexa_param *params) {
     const EnumSettings settings = read_settings(params);
-    switch (choose_width(m, flat_max_abs(m, false))) {
+    switch (choose_width(m, flat_max_abs(m))) {
         case ArithWidth::w64: return run_enumeration<int64_t>(m, settings);
         case ArithWidth::w128: return run_enumeration<int128>(m, settings);
         case ArithWidth::exact: break;

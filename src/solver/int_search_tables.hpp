@@ -44,7 +44,7 @@ struct IntSearchTables {
     std::vector<T> range;             // upper - lower
     std::vector<uint64_t> range_u64;  // the same, where it is below 2^64
     std::vector<uint8_t> dense;       // range below 16: values are drawn directly
-    std::vector<uint8_t> huge;        // range at or above 1.8e19 as a double
+    std::vector<uint8_t> huge;        // range + 1 at or above 2^64: a start is lower + any 64-bit draw
     std::vector<uint8_t> geo_on;
     std::vector<double> geo_log_q;
     std::vector<uint32_t> step_start;  // steps of variable k: [step_start[k], step_start[k+1])
@@ -70,8 +70,10 @@ struct IntSearchTables {
             const coeff_t r = m.int_upper[k] - m.int_lower[k];
             range[k] = from_coeff<T>(r);
             const double rd = r.convert_to<double>();
-            huge[k] = rd >= 1.8e19;
-            if (r.sign() >= 0 && r <= coeff_t(UINT64_MAX)) range_u64[k] = static_cast<uint64_t>(r);
+            // Decided on the exact range: lower + a full 64-bit draw stays
+            // within the bounds only when range + 1 does not fit 64 bits.
+            huge[k] = !fits<uint64_t>(coeff_t(r + 1));
+            if (fits<uint64_t>(r)) range_u64[k] = static_cast<uint64_t>(r);
             if (r < 16) {
                 dense[k] = 1;
                 neighbourhood_size += range_u64[k];
@@ -101,18 +103,18 @@ struct IntSearchTables {
         std::vector<std::vector<TermOcc<T>>> by_var(p.total);
         for (uint32_t t = 0; t < p.terms.size(); ++t) {
             const FlatTerm<T> &term = p.terms[t];
-            const uint32_t a = term.lit[0] & ~kLitNegated;
-            const T ca = (term.lit[0] & kLitNegated) ? T(-term.coeff) : term.coeff;
-            if (term.lit[1] == kNoLit) {
+            const uint32_t a = literal_var_index(term.lit[0]);
+            const T ca = literal_negated(term.lit[0]) ? T(-term.coeff) : term.coeff;
+            if (term.lit[1] == kEmptyLiteral) {
                 by_var[a].push_back(TermOcc<T>{ca, 0, kLinear});
                 continue;
             }
-            const uint32_t b = term.lit[1] & ~kLitNegated;
+            const uint32_t b = literal_var_index(term.lit[1]);
             if (a == b) {
                 by_var[a].push_back(TermOcc<T>{term.coeff, t, kSquare});
                 continue;
             }
-            const T cb = (term.lit[1] & kLitNegated) ? T(-term.coeff) : term.coeff;
+            const T cb = literal_negated(term.lit[1]) ? T(-term.coeff) : term.coeff;
             by_var[a].push_back(TermOcc<T>{ca, term.lit[1], kPair});
             by_var[b].push_back(TermOcc<T>{cb, term.lit[0], kPair});
         }
@@ -128,16 +130,16 @@ struct IntSearchTables {
         for (uint32_t c = 0; c < p.cons.size(); ++c) {
             const FlatCons<T> &fc = p.cons[c];
             std::map<uint32_t, std::pair<T, bool>> gathered;
-            for (size_t i = 0; i < fc.lits.size(); ++i) {
-                auto &slot = gathered.try_emplace(fc.lits[i] & ~kLitNegated, T(0), false).first->second;
-                if (fc.lits[i] & kLitNegated) {
+            for (size_t i = 0; i < fc.vars.size(); ++i) {
+                auto &slot = gathered.try_emplace(literal_var_index(fc.vars[i]), T(0), false).first->second;
+                if (literal_negated(fc.vars[i])) {
                     slot.first -= fc.coeffs[i];
                 } else {
                     slot.first += fc.coeffs[i];
                 }
             }
-            for (uint32_t lit : fc.quad_lits) {
-                gathered.try_emplace(lit & ~kLitNegated, T(0), false).first->second.second = true;
+            for (uint32_t lit : fc.quad_vars) {
+                gathered.try_emplace(literal_var_index(lit), T(0), false).first->second.second = true;
             }
             for (auto &[v, entry] : gathered) cons_by_var[v].push_back(ConsOcc<T>{c, entry.first, entry.second});
         }

@@ -4,7 +4,7 @@
 
 namespace vexa {
 
-std::vector<coeff_t> flat_max_abs(const ModelImpl &m, bool wild_wide) {
+std::vector<coeff_t> flat_max_abs(const ModelImpl &m) {
     const uint64_t n_bin = m.var_count();
     std::vector<coeff_t> out(n_bin + m.int_count(), coeff_t(1));
     for (uint64_t k = 0; k < m.int_count(); ++k) {
@@ -13,13 +13,6 @@ std::vector<coeff_t> flat_max_abs(const ModelImpl &m, bool wild_wide) {
         const coeff_t hi = abs(m.int_upper[k]);
         if (lo > v) v = lo;
         if (hi > v) v = hi;
-        if (wild_wide) {
-            const coeff_t range = m.int_upper[k] - m.int_lower[k];
-            if (range.convert_to<double>() >= 1.8e19) {
-                const coeff_t top = abs(m.int_lower[k] + coeff_t(UINT64_MAX));
-                if (top > v) v = top;
-            }
-        }
     }
     return out;
 }
@@ -58,7 +51,9 @@ ArithWidth choose_width(const ModelImpl &m, const std::vector<coeff_t> &max_abs)
             if (abs(lo) > ends) ends = abs(lo);
             if (abs(hi) > ends) ends = abs(hi);
         }
-        const coeff_t distance = body + ends;
+        coeff_t distance = body + ends;
+        // lower above upper: a body between them is lower - upper away
+        if (nc.allowed.empty() && nc.lower > nc.upper) distance += nc.lower - nc.upper;
         const coeff_t penalty = abs(nc.weight) * distance * (distance > 1 ? distance : coeff_t(1));
         // a body update adds up to twice the body bound; a move changes a
         // penalty by at most twice its bound

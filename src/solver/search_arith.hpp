@@ -9,11 +9,10 @@
 #include <vector>
 
 #include "core/coeff.hpp"
+#include "core/number_type.hpp"
 #include "model/model.hpp"
 
 namespace vexa {
-
-using int128 = __int128;
 
 enum class ArithWidth { w64, w128, exact };
 
@@ -25,57 +24,8 @@ enum class ArithWidth { w64, w128, exact };
 ArithWidth choose_width(const ModelImpl &m, const std::vector<coeff_t> &max_abs);
 
 // The largest absolute value a variable of the model can take in the
-// engines, at least 1; index by flat index. `wild_wide` widens the integers
-// whose range, as a double, is at least 1.8e19: a random start draws them as
-// lower + any 64-bit number, which may lie above the upper bound.
-std::vector<coeff_t> flat_max_abs(const ModelImpl &m, bool wild_wide);
-
-// Conversions between the widths. The caller guarantees that values fit.
-template <class T>
-T from_coeff(const coeff_t &c);
-template <>
-inline coeff_t from_coeff<coeff_t>(const coeff_t &c) { return c; }
-template <>
-inline int64_t from_coeff<int64_t>(const coeff_t &c) { return c.convert_to<int64_t>(); }
-template <>
-inline int128 from_coeff<int128>(const coeff_t &c) {
-    const coeff_t mag = abs(c);
-    const uint64_t lo = static_cast<uint64_t>(mag & 0xFFFFFFFFFFFFFFFFull);
-    const uint64_t hi = static_cast<uint64_t>((mag >> 64) & 0xFFFFFFFFFFFFFFFFull);
-    const int128 v = static_cast<int128>((static_cast<unsigned __int128>(hi) << 64) | lo);
-    return c.sign() < 0 ? -v : v;
-}
-
-inline const coeff_t &to_coeff(const coeff_t &v) { return v; }
-inline coeff_t to_coeff(int64_t v) { return coeff_t(v); }
-inline coeff_t to_coeff(int128 v) {
-    const bool negative = v < 0;
-    const unsigned __int128 mag = negative ? -static_cast<unsigned __int128>(v) : static_cast<unsigned __int128>(v);
-    coeff_t c = static_cast<uint64_t>(mag >> 64);
-    c <<= 64;
-    c |= static_cast<uint64_t>(mag);
-    return negative ? coeff_t(-c) : c;
-}
-
-// The double nearest to an exact value, as the engines see it: small values
-// convert directly (they are exact), larger ones through coeff_t, so that
-// every width gives the same double.
-inline double exact_to_double(const coeff_t &v) { return v.convert_to<double>(); }
-inline double exact_to_double(int64_t v) {
-    constexpr int64_t limit = int64_t(1) << 53;
-    return (v <= limit && v >= -limit) ? static_cast<double>(v) : exact_to_double(coeff_t(v));
-}
-inline double exact_to_double(int128 v) {
-    constexpr int128 limit = int128(1) << 53;
-    return (v <= limit && v >= -limit) ? static_cast<double>(static_cast<int64_t>(v)) : exact_to_double(to_coeff(v));
-}
-
-inline bool is_zero(const coeff_t &v) { return v.is_zero(); }
-inline bool is_zero(int64_t v) { return v == 0; }
-inline bool is_zero(int128 v) { return v == 0; }
-
-inline coeff_t abs_value(const coeff_t &v) { return abs(v); }
-inline int64_t abs_value(int64_t v) { return v < 0 ? -v : v; }
-inline int128 abs_value(int128 v) { return v < 0 ? -v : v; }
+// engines, at least 1; index by flat index. Every value an engine forms for
+// a variable lies within its bounds.
+std::vector<coeff_t> flat_max_abs(const ModelImpl &m);
 
 }  // namespace vexa

@@ -13,6 +13,7 @@ list(APPEND VEXA_SOURCES
   solver/exhaustive_driver.cpp
   solver/exhaustive_solver_api.cpp
   solver/int_search.cpp
+  solver/int_search_result.cpp
   solver/unified.cpp
   solver/nimba_driver.cpp
   solver/nimba_solver_api.cpp

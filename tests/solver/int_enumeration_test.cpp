@@ -77,7 +77,7 @@ TEST_P(Enumeration, MatchesBruteForce) {
         std::mt19937_64 rng(seed * 7919 + wc.bits);
         RandomIntModel rm = random_int_model(rng, wc.bits, seed % 3 != 0);
         const ModelImpl &m = *rm.model->ref;
-        ASSERT_EQ(choose_width(m, flat_max_abs(m, false)), wc.width) << "seed " << seed;
+        ASSERT_EQ(choose_width(m, flat_max_abs(m)), wc.width) << "seed " << seed;
         const auto order = gray_states(m);
         coeff_t best = reference_energy(m, order[0]);
         for (const auto &s : order) best = std::min(best, reference_energy(m, s));

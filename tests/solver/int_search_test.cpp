@@ -40,7 +40,7 @@ TEST_P(SearchOptimum, ReachesTheEnumeratedOptimum) {
         std::mt19937_64 rng(seed * 104729 + sw.bits);
         RandomIntModel rm = random_int_model(rng, sw.bits, seed % 2 == 0);
         const ModelImpl &m = *rm.model->ref;
-        ASSERT_EQ(choose_width(m, flat_max_abs(m, true)), sw.width) << "seed " << seed;
+        ASSERT_EQ(choose_width(m, flat_max_abs(m)), sw.width) << "seed " << seed;
         ResultPtr exact = enumerate(rm.model.get());
         const coeff_t optimum = result_energy(exact.get());
         const bool stop_early = reference_feasible(m, flat_state(m, exact->bits, exact->int_vals));
@@ -342,6 +342,127 @@ TEST_F(IntSearch, DefaultProgressLine) {
     ResultPtr p = native_search(plain.get(), Params{{"time_limit", "0"}, {"threads", "1"}, {"enable_default_callback", "true"}},
                                 &pb, pi, 2);
     EXPECT_THAT(testing::internal::GetCapturedStdout(), ::testing::MatchesRegex("TTS = [0-9.]+s Energy = 0\n"));
+}
+
+// Every energy a result reports, of the best state and of each listed one,
+// is what vexa_sol_compute_energy gives its assignment.
+void expect_solution_energies(Model *m, nimba_solver_result *r, const std::string &what) {
+    const coeff_t reported = result_energy(r);
+    for (uint64_t i = 0; i < vexa_nimba_solver_result_topk_count(r); ++i) {
+        Out listed;
+        vexa_nimba_solver_result_topk_energy(r, i, &listed);
+        SolPtr found(vexa_nimba_solver_result_topk_to_sol(r, i, m));
+        SolPtr fresh(vexa_sol_create(m));
+        vexa_sol_set_from_sol(fresh.get(), found.get());  // clears the energy
+        EXPECT_EQ(sol_energy(fresh.get()), listed.value()) << what << " entry " << i;
+    }
+    SolPtr best(vexa_nimba_solver_result_to_sol(r, m));
+    SolPtr fresh(vexa_sol_create(m));
+    vexa_sol_set_from_sol(fresh.get(), best.get());
+    EXPECT_EQ(sol_energy(fresh.get()), reported) << what;
+}
+
+// n in [0, 5] with bounds [4, 1], weight 1, squared: every n pays both gaps,
+// (4 - n)+ + (n - 1)+, so n = 3 costs (1 + 2)^2 = 9, and n = 0 or 5 cost 16.
+// The search, its exact re-check, the enumeration and a solution agree.
+TEST_F(IntSearch, LowerAboveUpperCostsBothGapsEverywhere) {
+    const uint32_t n = vexa_new_int_var("n", In(0).get(), In(5).get());
+    ExprPtr objective(vexa_expr_create());
+    ExprPtr body(vexa_expr_create_var(n));
+    ModelPtr m = make_model(objective.get(), {{body.get(), 4, 1, 1}});
+    const uint64_t bits = 0;
+    const coeff_t three[1] = {3};
+    ResultPtr hinted = native_search(m.get(), Params{{"time_limit", "0"}, {"threads", "1"}}, &bits, three, 1);
+    EXPECT_EQ(result_energy(hinted.get()), 9);
+    EXPECT_EQ(hinted->int_vals, std::vector<coeff_t>{3});
+    expect_solution_energies(m.get(), hinted.get(), "hinted");
+
+    ResultPtr searched =
+        native_search(m.get(), Params{{"time_limit", "0.1"}, {"threads", "2"}, {"topk_sols", "6"}, {"seed", "3"}});
+    EXPECT_EQ(result_energy(searched.get()), 9);
+    expect_solution_energies(m.get(), searched.get(), "searched");
+
+    ExhaustivePtr w(vexa_exhaustive_wrapper_create(m.get()));
+    const Params all{{"best_energy_sols", "0"}};
+    ResultPtr exact(vexa_exhaustive_wrapper_search(w.get(), all.get()));
+    EXPECT_EQ(result_energy(exact.get()), 9);
+    std::set<coeff_t> optima;
+    for (const auto &e : exact->topk) optima.insert(e.int_vals.at(0));
+    EXPECT_EQ(optima, (std::set<coeff_t>{1, 2, 3, 4}));
+    expect_solution_energies(m.get(), exact.get(), "enumerated");
+
+    // a linear shape of the same bounds costs 3 at each of them
+    ModelPtr linear = make_model(objective.get(), {{body.get(), 4, 1, 2, {}, 1}});
+    ResultPtr lin = native_search(linear.get(), Params{{"time_limit", "0"}, {"threads", "1"}}, &bits, three, 1);
+    EXPECT_EQ(result_energy(lin.get()), 6);
+    expect_solution_energies(linear.get(), lin.get(), "linear shape");
+}
+
+// Random models with lower above upper here and there: whatever the search
+// returns is priced as a solution prices it, on every arithmetic width.
+TEST_F(IntSearch, ReportedEnergiesAreSolutionEnergies) {
+    for (uint64_t seed = 1; seed <= 24; ++seed) {
+        std::mt19937_64 rng(seed * 7919);
+        vexa_var_reset();
+        const uint32_t a = vexa_new_int_var("a", In(-4).get(), In(6).get());
+        const uint32_t b = vexa_new_int_var("b", In(0).get(), In(pow2(70)).get());
+        const uint32_t x = vexa_new_var("x");
+        const coeff_t scale = seed % 3 == 0 ? pow2(40) : coeff_t(1);
+        ExprPtr objective(vexa_expr_create());
+        add_term(objective.get(), coeff_t(static_cast<int>(rng() % 9) - 4) * scale, a);
+        add_term(objective.get(), coeff_t(static_cast<int>(rng() % 5) - 2), x, a);
+        ExprPtr body(vexa_expr_create_add_var_var(x, a));
+        add_term(body.get(), 1, b);
+        ExprPtr simplified(vexa_expr_simplify_as_binary(body.get()));
+        const int lo = static_cast<int>(rng() % 9) - 2, hi = static_cast<int>(rng() % 9) - 6;
+        ModelPtr m = make_model(objective.get(), {{simplified.get(), lo, hi, 1 + rng() % 3, {}, 0}});
+        ResultPtr r = native_search(m.get(), Params{{"time_limit", "0.05"}, {"threads", "2"}, {"topk_sols", "5"},
+                                                    {"seed", std::to_string(seed)}});
+        expect_solution_energies(m.get(), r.get(), "seed " + std::to_string(seed));
+    }
+}
+
+// A start value is lower + a full 64-bit draw only when range + 1 does not
+// fit 64 bits; otherwise it is the draw modulo range + 1. Either way every
+// returned value, best and listed, lies within the variable's bounds.
+TEST(IntSearchBounds, ReturnedValuesStayWithinWideRanges) {
+    const coeff_t two64 = pow2(64);
+    const std::vector<std::pair<coeff_t, coeff_t>> ranges = {
+        {0, coeff_t("18100000000000000000")},  // below 2^64 - 1, above 1.8e19
+        {0, two64 - 3},
+        {0, two64 - 2},
+        {0, two64 - 1},
+        {-pow2(63), pow2(63) - 1},
+        {5, two64 + 7},
+        {-pow2(200), pow2(200)},
+        {pow2(130), pow2(130) + two64 - 2},
+    };
+    for (const auto &[lo, hi] : ranges) {
+        vexa_var_reset();
+        const uint32_t k = vexa_new_int_var("k", In(lo).get(), In(hi).get());
+        ExprPtr objective(vexa_expr_create());
+        add_term(objective.get(), -1, k);  // pulls towards the upper bound
+        ModelPtr m = make_model(objective.get());
+        auto check = [&](const nimba_solver_result *r, const std::string &what) {
+            ASSERT_EQ(r->int_vals.size(), 1u) << what;
+            EXPECT_GE(r->int_vals[0], lo) << what;
+            EXPECT_LE(r->int_vals[0], hi) << what;
+            for (const auto &e : r->topk) {
+                EXPECT_GE(e.int_vals.at(0), lo) << what;
+                EXPECT_LE(e.int_vals.at(0), hi) << what;
+            }
+        };
+        const std::string range = "[" + lo.str() + ", " + hi.str() + "]";
+        for (uint64_t seed = 1; seed <= 300; ++seed) {
+            ResultPtr r = native_search(
+                m.get(), Params{{"time_limit", "0"}, {"threads", "1"}, {"seed", std::to_string(seed)}});
+            check(r.get(), range + " seed " + std::to_string(seed));
+        }
+        // with time to move: kicks, annealing and descent stay inside too
+        ResultPtr moved = native_search(
+            m.get(), Params{{"time_limit", "0.05"}, {"threads", "2"}, {"seed", "11"}, {"topk_sols", "8"}});
+        check(moved.get(), range + " searched");
+    }
 }
 
 TEST(IntSearchTables, MoveSetsAndOccurrences) {

@@ -252,7 +252,10 @@ inline coeff_t reference_body(const ModelImpl &m, const NativeConstraint &c, con
 
 // Distance of a body from [lower, upper], or from the nearest allowed range.
 inline coeff_t reference_distance(const NativeConstraint &c, const coeff_t &b) {
-    if (c.allowed.empty()) return b < c.lower ? coeff_t(c.lower - b) : (b > c.upper ? coeff_t(b - c.upper) : coeff_t(0));
+    if (c.allowed.empty()) {
+        // both gaps: lower above upper costs lower - upper between them
+        return (b < c.lower ? coeff_t(c.lower - b) : coeff_t(0)) + (b > c.upper ? coeff_t(b - c.upper) : coeff_t(0));
+    }
     coeff_t d = 0;
     bool first = true;
     for (const auto &[lo, hi] : c.allowed) {
