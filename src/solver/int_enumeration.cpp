@@ -1,7 +1,6 @@
 #include "solver/int_enumeration.hpp"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +15,7 @@
 #include "solver/gray_counter.hpp"
 #include "solver/params.hpp"
 #include "solver/search_arith.hpp"
+#include "solver/search_settings.hpp"
 
 namespace vexa {
 
@@ -50,8 +50,7 @@ EnumSettings read_settings(const vexa_param *params) {
                   "' is not supported for native integer models yet.");
         }
         s.best_list = true;
-        const char *v = params[i].value;
-        s.cap = std::isdigit(static_cast<unsigned char>(v[0])) ? std::strtoul(v, nullptr, 10) : 0;
+        s.cap = best_energy_cap_of(params[i].value != nullptr ? params[i].value : "");
     }
     return s;
 }

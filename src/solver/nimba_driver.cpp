@@ -126,16 +126,7 @@ nimba_solver_result *nimba_wrapper_search(const vexa_nimba_solver_wrapper &w, co
     const double start = monotonic_seconds();
     void *sols = t.search(w.handle, best.get(), list.data(), hint);
     const double run_time = monotonic_seconds() - start;
-    auto r = std::make_unique<nimba_solver_result>();
-    r->energy = best.energy();
-    r->tts = best.tts();
-    r->scale = m.scale;
-    r->bits = best.bits();
-    take_module_list(*r, t, sols, bin_count);
-    r->info.emplace_back("run_time", seconds_text(run_time));
-    take_module_info(*r, t, w.handle);
-    add_machine_pairs(*r);
-    return r.release();
+    return module_search_result(t, w.handle, best, sols, run_time, m.scale, bin_count);
 }
 
 nimba_solver_result *nimba_wrapper_search_int(const vexa_nimba_solver_wrapper &w, const vexa_param *params,

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,5 +84,23 @@ void take_module_info(nimba_solver_result &r, const Table &table, void *handle) 
 
 // Appends "os", "cpu", "gpu" and "ram".
 void add_machine_pairs(nimba_solver_result &r);
+
+// The result of one binary module search: the best state the module wrote,
+// its solution list, "run_time", the module's own info pairs and the
+// machine pairs, in that order.
+template <class Table>
+nimba_solver_result *module_search_result(const Table &table, void *handle, const ModuleSolutionBox &best,
+                                          void *list, double run_time, double scale, uint32_t bin_count) {
+    auto r = std::make_unique<nimba_solver_result>();
+    r->energy = best.energy();
+    r->tts = best.tts();
+    r->scale = scale;
+    r->bits = best.bits();
+    take_module_list(*r, table, list, bin_count);
+    r->info.emplace_back("run_time", seconds_text(run_time));
+    take_module_info(*r, table, handle);
+    add_machine_pairs(*r);
+    return r.release();
+}
 
 }  // namespace vexa
