@@ -6,6 +6,7 @@
 
 #include "core/fatal.hpp"
 #include "core/int_var_table.hpp"
+#include "core/literal.hpp"
 #include "core/parallel.hpp"
 #include "expr/simplify.hpp"
 
@@ -91,7 +92,7 @@ std::pair<coeff_t, coeff_t> reachable_bounds(const ExprImpl &e) {
             coeff_t l = 0;
             coeff_t u = 1;
             if (code & kIntBit) {
-                const IntVarRecord *record = find_int_var(code & 0x3FFFFFFFu);
+                const IntVarRecord *record = find_int_var(literal_int_index(code));
                 if (record == nullptr) fatal("reachable bounds: unknown integer variable");
                 l = record->lower;
                 u = record->upper;

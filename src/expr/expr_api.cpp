@@ -6,6 +6,7 @@
 #include <boost/multiprecision/cpp_int.hpp>
 
 #include "core/bigint.hpp"
+#include "core/literal.hpp"
 #include "expr/attr_rules.hpp"
 #include "expr/expr.hpp"
 #include "vexa/expr.h"
@@ -414,11 +415,11 @@ void vexa_expr_term_at_data(const ExprImpl *e, uint64_t index, vexa_bigint *coef
 }
 
 int vexa_expr_has(const ExprImpl *e, uint32_t var) {
-    const uint32_t target = var & 0x7FFFFFFFu;
+    const uint32_t target = literal_var_index(var);
     auto holds = [&](const TermImpl &t) {
         const uint32_t d = t.vars.degree();
         for (uint32_t k = 0; k < d; ++k) {
-            if ((t.vars.slot[k] & 0x7FFFFFFFu) == target) return true;
+            if (literal_var_index(t.vars.slot[k]) == target) return true;
         }
         return false;
     };

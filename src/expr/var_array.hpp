@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "core/literal.hpp"
+
 namespace vexa {
 
-inline constexpr uint32_t kEmptyVar = 0xFFFFFFFFu;
-inline constexpr uint32_t kNegBit = 0x80000000u;
-inline constexpr uint32_t kIntBit = 0x40000000u;
+inline constexpr uint32_t kEmptyVar = kEmptyLiteral;
+inline constexpr uint32_t kNegBit = kNegatedBit;
+inline constexpr uint32_t kIntBit = kIntAtomBit;
 inline constexpr uint32_t kMaxDeg = 2;
 
 // Two literal slots, filled in order: slot 1 is used only when slot 0 is.

@@ -4,6 +4,7 @@
 
 #include "core/bigint.hpp"
 #include "core/fatal.hpp"
+#include "core/literal.hpp"
 #include "core/text_buffer.hpp"
 #include "core/variable_table.hpp"
 #include "expr/simplify.hpp"
@@ -22,14 +23,14 @@ struct SolStrTag {};
 uint32_t dense_or_die(const Sol *s, uint32_t word, const char *what) {
     const uint32_t dense = s->model->dense_index(word);
     if (dense == kNoIndex) {
-        fatal(std::string(what) + ": variable not in model (index=" + std::to_string(word & 0x7FFFFFFFu) + ")");
+        fatal(std::string(what) + ": variable not in model (index=" + std::to_string(literal_var_index(word)) + ")");
     }
     return dense;
 }
 
 uint32_t int_dense_or_die(const Sol *s, uint32_t word, const char *what) {
-    if ((word & 0xC0000000u) != 0x40000000u) fatal(std::string(what) + ": not an integer variable index");
-    const uint32_t index = word & 0x3FFFFFFFu;
+    if (!literal_is_int(word)) fatal(std::string(what) + ": not an integer variable index");
+    const uint32_t index = literal_int_index(word);
     const auto &map = s->model->int_index_map;
     if (index >= map.size() || map[index] == kNoIndex) fatal(std::string(what) + ": integer variable not in model");
     return map[index];
@@ -59,12 +60,12 @@ void vexa_sol_destroy(Sol *s) { delete s; }
 
 int vexa_sol_get(const Sol *s, uint32_t var) {
     const uint32_t dense = dense_or_die(s, var, "Sol::get");
-    return bit_of(s->bits.data(), dense) != ((var & 0x80000000u) != 0) ? 1 : 0;
+    return bit_of(s->bits.data(), dense) != literal_negated(var) ? 1 : 0;
 }
 
 void vexa_sol_set(Sol *s, uint32_t var, int value) {
     const uint32_t dense = dense_or_die(s, var, "Sol::set");
-    const bool negated = (var & 0x80000000u) != 0;
+    const bool negated = literal_negated(var);
     store_bit(s, dense, negated ? (1 - value) != 0 : value != 0);
 }
 
@@ -102,7 +103,7 @@ void vexa_sol_set_from_sol(Sol *dst, const Sol *src) {
     for (uint32_t i = 0; i < from.int_atoms.size(); ++i) {
         vexa_bigint rec{0, 0, nullptr};
         coeff_to_record(src->int_vals[i], &rec);
-        vexa_sol_set_int(dst, from.int_atoms[i] | 0x40000000u, &rec);
+        vexa_sol_set_int(dst, from.int_atoms[i] | kIntAtomBit, &rec);
         std::free(rec.limbs);
     }
 }
