@@ -106,15 +106,14 @@ void run_case(const Case &c, const std::string &path) {
     std::ofstream("/proc/self/clear_refs") << "5";  // restart the peak from here
     const uint64_t rss0 = status_kib("VmRSS:");
     const auto t0 = std::chrono::steady_clock::now();
-    const std::string text = [&] {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }();
-    vexa::cli::Problem problem = vexa::cli::read_problem(text, path, vexa::cli::detect_format(text, path));
+    vexa::cli::Input in(path);
+    const vexa::cli::Format format = vexa::cli::detect_format(in.head(), path);
+    vexa::cli::Problem problem = vexa::cli::read_problem(in, path, format);
     const double read = seconds_since(t0);
     const auto t1 = std::chrono::steady_clock::now();
-    const vexa::cli::ProblemEnergy pe = vexa::cli::build_energy(problem);
+    vexa::cli::ProblemEnergy pe = vexa::cli::build_energy(std::move(problem));
     const vexa::Model model(pe.energy);
+    pe.energy = vexa::Expr();
     const double build = seconds_since(t1);
     const double total = seconds_since(t0);
     const uint64_t peak = status_kib("VmHWM:");
