@@ -68,7 +68,8 @@ std::size_t Input::read_fd(char *dst, std::size_t n) {
 std::string_view Input::head() {
     if (!head_read_) {
         head_read_ = true;
-        ahead_.resize(kMaxLineBytes);
+        // One longest line and its line end.
+        ahead_.resize(kMaxLineBytes + 1);
         std::size_t filled = 0;
         while (filled < ahead_.size()) {
             const std::size_t got = read_fd(ahead_.data() + filled, ahead_.size() - filled);
@@ -78,7 +79,7 @@ std::string_view Input::head() {
         const bool whole = filled < ahead_.size();
         ahead_.resize(filled);
         if (whole) return ahead_;
-    } else if (ahead_.size() < kMaxLineBytes) {
+    } else if (ahead_.size() <= kMaxLineBytes) {
         return ahead_;
     }
     const std::size_t last = ahead_.rfind('\n');
@@ -113,7 +114,7 @@ LineScanner::LineScanner(Input &in, const std::string &file)
 
 bool LineScanner::refill() {
     const std::size_t rest = text_.size() - pos_;
-    if (rest >= kMaxLineBytes) fail_at(line_ + 1, too_long());
+    if (rest > kMaxLineBytes) fail_at(line_ + 1, too_long());
     if (rest > 0) std::memmove(buf_.data(), text_.data() + pos_, rest);
     const std::size_t got = in_->read(buf_.data() + rest, buf_.size() - rest);
     text_ = std::string_view(buf_.data(), rest + got);
@@ -132,6 +133,7 @@ bool LineScanner::next_line(std::string_view &line) {
                 line = std::string_view(p, static_cast<std::size_t>(nl - p));
                 pos_ += line.size() + 1;
                 ++line_;
+                if (line.size() > kMaxLineBytes) fail(too_long());
                 return true;
             }
         }
@@ -143,6 +145,7 @@ bool LineScanner::next_line(std::string_view &line) {
         line = text_.substr(pos_);
         pos_ = text_.size();
         ++line_;
+        if (line.size() > kMaxLineBytes) fail(too_long());
         return true;
     }
 }
