@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <stdexcept>
 
 namespace vexa::cli {
 
@@ -51,9 +52,9 @@ struct IndexMap {
     }
 };
 
-// The arrays of one bulk creation. Coefficient records point into the
-// problem's own weights (a sign flip negates for free); values that have to be
-// computed live in `limbs` (one word each) or, when wider, in `wide`.
+// The arrays of one bulk creation. Coefficients live in `limbs` (one word
+// each) or, when wider, in `wide`; the records point there, and never into
+// the problem, which may be gone before the expression is made.
 struct BulkTerms {
     std::vector<vexa_bigint> coeffs;
     std::vector<uint32_t> counts;
@@ -79,8 +80,9 @@ struct BulkTerms {
         vars.push_back(a);
         vars.push_back(b);
     }
-    // A computed coefficient.
+    // A coefficient wider than a word, kept here for the records to point at.
     const Int &keep(cpp_int v) { return wide.emplace_back(std::move(v)); }
+    const Int &keep(const Int &v) { return wide.emplace_back(v); }
     void add_value(int32_t sign, uint64_t magnitude, uint32_t a, uint32_t b) {
         limbs.push_back(magnitude);
         coeffs.push_back(vexa_bigint{sign, 1, &limbs.back()});
@@ -90,17 +92,89 @@ struct BulkTerms {
     }
 };
 
-// Terms of a qubo or matrix file: -w x_i x_j, or -w x_i on the diagonal.
-void matrix_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms &bulk) {
-    bulk.reserve(p.entries.size(), 0);
+// The entries in the order of the canonical form that the library sorts
+// terms into: diagonal ones by position, then the others by their smaller
+// position and then the larger. On input in this order the library's sort
+// has next to nothing to do. A counting sort on the smaller position, then a
+// sort of each (short) bucket.
+struct EntryOrder {
+    struct Pair {
+        uint32_t hi;  // the larger position
+        uint32_t k;   // the entry
+    };
+    std::vector<uint32_t> diagonal;  // entries, by position
+    std::vector<Pair> pairs;
+    std::vector<uint32_t> bucket_end;  // pairs of smaller position lo end at bucket_end[lo]
+};
+
+EntryOrder order_entries(const Problem &p, const IndexMap &map) {
+    if (p.entries.size() >= UINT32_MAX) throw std::length_error("more than 2^32 entries");
+    const std::size_t n = map.used.size();
+    std::vector<uint32_t> diag_next(n + 1, 0);
+    EntryOrder o;
+    o.bucket_end.assign(n + 1, 0);
     for (const Entry &e : p.entries) {
-        const uint32_t a = first + static_cast<uint32_t>(map.position(e.i));
-        if (e.i == e.j) {
-            bulk.add(e.w, true, a);
+        const uint64_t a = map.position(e.i), b = map.position(e.j);
+        ++(a == b ? diag_next[a + 1] : o.bucket_end[std::min(a, b) + 1]);
+    }
+    for (std::size_t v = 0; v < n; ++v) {
+        diag_next[v + 1] += diag_next[v];
+        o.bucket_end[v + 1] += o.bucket_end[v];
+    }
+    o.diagonal.resize(diag_next[n]);
+    o.pairs.resize(o.bucket_end[n]);
+    // bucket_end[v] is where bucket v starts; placing moves it to its end.
+    for (uint32_t k = 0; k < p.entries.size(); ++k) {
+        const Entry &e = p.entries[k];
+        const uint64_t a = map.position(e.i), b = map.position(e.j);
+        if (a == b) {
+            o.diagonal[diag_next[a]++] = k;
         } else {
-            bulk.add(e.w, true, a, first + static_cast<uint32_t>(map.position(e.j)));
+            o.pairs[o.bucket_end[std::min(a, b)]++] = EntryOrder::Pair{static_cast<uint32_t>(std::max(a, b)), k};
         }
     }
+    o.bucket_end.pop_back();
+    uint32_t begin = 0;
+    for (const uint32_t end : o.bucket_end) {
+        const auto first = o.pairs.begin() + begin, last = o.pairs.begin() + end;
+        const auto by_hi = [](const EntryOrder::Pair &x, const EntryOrder::Pair &y) { return x.hi < y.hi; };
+        if (!std::is_sorted(first, last, by_hi)) std::sort(first, last, by_hi);
+        begin = end;
+    }
+    return o;
+}
+
+// Calls f(lo, hi, entry) for the off-diagonal entries in canonical order.
+template <class F>
+void for_each_pair(const EntryOrder &o, const Problem &p, F &&f) {
+    uint32_t lo = 0;
+    for (uint64_t q = 0; q < o.pairs.size(); ++q) {
+        while (o.bucket_end[lo] <= q) ++lo;
+        f(lo, o.pairs[q].hi, p.entries[o.pairs[q].k]);
+    }
+}
+
+// Terms of a qubo or matrix file: -w x_i x_j, or -w x_i on the diagonal.
+void matrix_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms &bulk) {
+    const EntryOrder order = order_entries(p, map);
+    bulk.reserve(p.entries.size(), p.entries.size());
+    // The weights are copied (one word each, as a rule) so that the entries
+    // can go before the expression is made, and the library reads them in
+    // order instead of gathering them across the entries.
+    auto add = [&](const Entry &e, uint32_t a, uint32_t b) {
+        if (e.w.limb_count() <= 1) {
+            if (!e.w.is_zero()) bulk.add_value(-e.w.sign(), e.w.limbs()[0], a, b);
+        } else if (b == kNone) {
+            bulk.add(bulk.keep(e.w), true, a);
+        } else {
+            bulk.add(bulk.keep(e.w), true, a, b);
+        }
+    };
+    for (const uint32_t k : order.diagonal) {
+        const Entry &e = p.entries[k];
+        add(e, first + static_cast<uint32_t>(map.position(e.i)), kNone);
+    }
+    for_each_pair(order, p, [&](uint32_t lo, uint32_t hi, const Entry &e) { add(e, first + lo, first + hi); });
 }
 
 // Terms of an edge list: -cut = sum over edges of -w x_i - w x_j + 2w x_i x_j,
@@ -120,15 +194,8 @@ void cut_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms 
     };
     for (const Entry &e : p.entries) {
         if (e.i == e.j) continue;
-        const uint64_t a = map.position(e.i), b = map.position(e.j);
-        add_weight(a, e.w);
-        add_weight(b, e.w);
-        const auto va = first + static_cast<uint32_t>(a), vb = first + static_cast<uint32_t>(b);
-        if (e.w.limb_count() <= 1 && e.w.limbs()[0] < (uint64_t(1) << 63)) {
-            if (!e.w.is_zero()) bulk.add_value(e.w.sign(), 2 * e.w.limbs()[0], va, vb);
-        } else {
-            bulk.add(bulk.keep(e.w.to_cpp_int() * 2), false, va, vb);
-        }
+        add_weight(map.position(e.i), e.w);
+        add_weight(map.position(e.j), e.w);
     }
     for (uint64_t k = 0; k < degree.size(); ++k) {
         const auto v = first + static_cast<uint32_t>(k);
@@ -141,6 +208,16 @@ void cut_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms 
             bulk.add_value(d > 0 ? -1 : 1, d > 0 ? uint64_t(d) : uint64_t(0) - uint64_t(d), v, kNone);
         }
     }
+    std::vector<int64_t>().swap(degree);
+    const EntryOrder order = order_entries(p, map);
+    for_each_pair(order, p, [&](uint32_t lo, uint32_t hi, const Entry &e) {
+        const uint32_t va = first + lo, vb = first + hi;
+        if (e.w.limb_count() <= 1 && e.w.limbs()[0] < (uint64_t(1) << 63)) {
+            if (!e.w.is_zero()) bulk.add_value(e.w.sign(), 2 * e.w.limbs()[0], va, vb);
+        } else {
+            bulk.add(bulk.keep(e.w.to_cpp_int() * 2), false, va, vb);
+        }
+    });
 }
 
 ProblemEnergy build(const Problem &p, std::vector<Entry> *release) {
@@ -155,14 +232,14 @@ ProblemEnergy build(const Problem &p, std::vector<Entry> *release) {
         } else {
             matrix_terms(p, map, first, bulk);
         }
+        // The bulk holds every coefficient now: the entries can go before the
+        // expression takes up its own memory.
+        if (release != nullptr) std::vector<Entry>().swap(*release);
+        std::vector<uint32_t>().swap(map.dense);
         const vexa_bigint zero{0, 0, nullptr};
         raw = vexa_expr_create_from_bulk(&zero, bulk.coeffs.size(), bulk.coeffs.data(), bulk.counts.data(),
                                          bulk.vars.data());
     }
-    // The entries are in the expression now; let them go before the
-    // canonical form doubles the memory in use.
-    if (release != nullptr) std::vector<Entry>().swap(*release);
-    std::vector<uint32_t>().swap(map.dense);
     Expr energy = simplify_as_binary(Expr::adopt(raw));
     return ProblemEnergy{std::move(map.used), std::move(vars), std::move(energy)};
 }
