@@ -188,7 +188,11 @@ void cut_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms 
     std::map<uint64_t, cpp_int> exact;
     auto add_weight = [&](uint64_t k, const Int &w) {
         auto it = exact.find(k);
-        if (it == exact.end() && w.fits_int64() && !__builtin_add_overflow(degree[k], w.to_int64(), &degree[k])) return;
+        int64_t sum = 0;
+        if (it == exact.end() && w.fits_int64() && !__builtin_add_overflow(degree[k], w.to_int64(), &sum)) {
+            degree[k] = sum;
+            return;
+        }
         if (it == exact.end()) it = exact.emplace(k, cpp_int(degree[k])).first;
         it->second += w.to_cpp_int();
     };
