@@ -4,10 +4,14 @@
 // printed assignment.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <regex>
+#include <sstream>
 #include <nlohmann/json.hpp>
 
 #include "tools/tool_util.hpp"
+#include "vexa/sysinfo.h"
 #include "vexa/vexa.hpp"
 
 namespace {
@@ -53,8 +57,8 @@ TEST(Cli, BadArgumentsEndWithStatusTwo) {
     const test::ScratchDir scratch;
     const std::string &dir = scratch.path;
     test::write_file(dir + "/x.qubo", "p qubo 0 1 1 0\n0 0 1\n");
-    for (const std::string args : {"", "solve", "solve x.qubo --solver greedy", "solve x.qubo --time-limit -1",
-                                   "solve x.qubo --threads 0", "solve x.qubo --format csv", "frobnicate"}) {
+    for (const std::string args : {"solve", "solve x.qubo --solver greedy", "solve x.qubo --format csv", "frobnicate",
+                                   "solve a b", "--version extra"}) {
         SCOPED_TRACE(args);
         const test::Run r = test::run_tool(dir, args);
         EXPECT_EQ(r.status, 2);
@@ -62,9 +66,86 @@ TEST(Cli, BadArgumentsEndWithStatusTwo) {
         EXPECT_EQ(count_lines(r.err), 1) << r.err;
         EXPECT_EQ(r.err.rfind("vexa: ", 0), 0u) << r.err;
     }
+    // Option values are checked before the file is read (the file here does
+    // not exist), and bounds read as numbers a person would write.
+    const std::string year = "31536000";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"--time-limit nan", "--time-limit: 'nan' is not a number of seconds"},
+        {"--time-limit inf", "--time-limit: 'inf' is not a number of seconds"},
+        {"--time-limit -inf", "--time-limit: '-inf' is not a number of seconds"},
+        {"--time-limit 2s", "--time-limit: '2s' is not a number of seconds"},
+        {"--time-limit -1", "--time-limit: -1 is out of range; give more than 0 and at most " + year + " seconds"},
+        {"--time-limit 0", "--time-limit: 0 is out of range; give more than 0 and at most " + year + " seconds"},
+        {"--time-limit 1e999", "--time-limit: 1e999 is out of range; give more than 0 and at most " + year + " seconds"},
+        {"--time-limit 1e300", "--time-limit: 1e300 is out of range; give more than 0 and at most " + year + " seconds"},
+        {"--seed 18446744073709551616", "--seed: 18446744073709551616 is out of range 0..18446744073709551615"},
+        {"--seed 99999999999999999999999", "--seed: 99999999999999999999999 is out of range 0..18446744073709551615"},
+        {"--seed -1", "--seed: '-1' is not a whole number"},
+        {"--seed 1.5", "--seed: '1.5' is not a whole number"},
+        {"--threads 0", "--threads: 0 is out of range 1..4096"},
+        {"--threads 5000", "--threads: 5000 is out of range 1..4096"},
+        {"--topk 0", "--topk: 0 is out of range 1..4294967295"},
+        {"--instance 0", "--instance: 0 is out of range 1..18446744073709551615"},
+        {"--target 1.5", "--target: '1.5' is not an integer energy"},
+    };
+    for (const auto &[args, message] : cases) {
+        SCOPED_TRACE(args);
+        const test::Run r = test::run_tool(dir, "solve " + dir + "/absent.qubo " + args);
+        EXPECT_EQ(r.status, 2);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, "vexa: " + message + "\n");
+    }
     const test::Run help = test::run_tool(dir, "solve --help");
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("--time-limit"), std::string::npos);
+}
+
+TEST(Cli, VersionHelpAndTheHintWithoutACommand) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    const test::Run none = test::run_tool(dir, "");
+    EXPECT_EQ(none.status, 2);
+    EXPECT_EQ(none.out, "");
+    EXPECT_EQ(none.err, "vexa: no command given; try 'vexa solve FILE' or 'vexa help'\n");
+
+    const test::Run help = test::run_tool(dir, "help");
+    EXPECT_EQ(help.status, 0) << help.err;
+    EXPECT_NE(help.out.find("solve"), std::string::npos) << help.out;
+    EXPECT_NE(help.out.find("--version"), std::string::npos) << help.out;
+
+    const test::Run version = test::run_tool(dir, "--version");
+    EXPECT_EQ(version.status, 0) << version.err;
+    EXPECT_EQ(version.err, "");
+    EXPECT_EQ(version.out.rfind("vexa " + std::string(vexa_const_str("version")) + " (", 0), 0u) << version.out;
+    EXPECT_NE(version.out.find(" build)\n"), std::string::npos) << version.out;
+    // Every module built beside the library is named.
+    std::string modules_line;
+    for (std::istringstream lines(version.out); std::getline(lines, modules_line);) {
+        if (modules_line.rfind("modules  ", 0) == 0) break;
+    }
+    ASSERT_EQ(modules_line.rfind("modules  ", 0), 0u) << version.out;
+    for (const char *module : {"nimbasolver_cppint.so", "exhaustive_cppint.so"}) {
+        const bool built = std::filesystem::exists(std::string(VEXA_OUT_DIR) + "/" + module);
+        EXPECT_EQ(modules_line.find(module) != std::string::npos, built) << module << ": " << modules_line;
+    }
+}
+
+// What is not a problem file ends with one clear line, however large it is.
+TEST(Cli, EndlessAndOverlongInputEndsWithOneLine) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    for (const std::string format : {"", " --format gset"}) {
+        const test::Run zero = test::run_tool(dir, "solve /dev/zero" + format);
+        EXPECT_EQ(zero.status, 2);
+        EXPECT_EQ(zero.out, "");
+        EXPECT_EQ(zero.err, "/dev/zero:1: a line longer than 1 MiB; not a problem file\n");
+    }
+    const test::Run piped = test::run_tool(dir, "solve - --format qubo < /dev/zero");
+    EXPECT_EQ(piped.status, 2);
+    EXPECT_EQ(piped.err, "<stdin>:1: a line longer than 1 MiB; not a problem file\n");
+    const test::Run dir_arg = test::run_tool(dir, "solve " + dir);
+    EXPECT_EQ(dir_arg.status, 2);
+    EXPECT_EQ(dir_arg.err, dir + ": is a directory\n");
 }
 
 bool have_module(const char *name) { return std::filesystem::exists(std::string(VEXA_OUT_DIR) + "/" + name); }
@@ -144,6 +225,196 @@ TEST(Cli, TextOutputOfTheShippedInstance) {
     EXPECT_NE(r.out.find("\nformat      qubo (maximise f)\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("\nvariables   50\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("\nmaximum     "), std::string::npos) << r.out;
+}
+
+}  // namespace
+
+namespace {
+
+// A random qbsolv problem over n variables with every pair present.
+Problem dense_qubo(std::mt19937_64 &rng, uint32_t n) {
+    Problem p;
+    p.format = Format::qubo;
+    p.n = n;
+    for (uint32_t i = 0; i < n; ++i) {
+        for (uint32_t j = i; j < n; ++j) p.entries.push_back(Entry{i, j, Int(static_cast<long long>(rng() % 101) - 50)});
+    }
+    return p;
+}
+
+TEST(Cli, StandardInputReadsLikeTheFile) {
+    if (!have_module("exhaustive_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::mt19937_64 rng(555);
+    for (const Format f : {Format::qubo, Format::matrix, Format::gset}) {
+        SCOPED_TRACE(std::string(format_name(f)) + " seed 555");
+        const Problem p = test::random_problem(rng, f, 12, 40);
+        const std::string file = dir + "/p" + test::extension(f);
+        test::write_file(file, test::write_problem(p));
+        const std::string opts = " --solver exhaustive --json --quiet --topk 2";
+        const test::Run direct = test::run_tool(dir, "solve " + file + opts);
+        const test::Run piped = test::run_tool(dir, std::string("solve - --format ") + format_name(f) + opts + " < " + file);
+        ASSERT_EQ(direct.status, 0) << direct.err;
+        ASSERT_EQ(piped.status, 0) << piped.err;
+        const auto a = nlohmann::json::parse(direct.out), b = nlohmann::json::parse(piped.out);
+        EXPECT_EQ(b["file"], "-");
+        for (const char *key : {"format", "variables", "entries", "energy", "objective", "assignment"}) {
+            EXPECT_EQ(a[key], b[key]) << key;
+        }
+        EXPECT_EQ(a["solutions"].size(), b["solutions"].size());
+    }
+    // A qbsolv header tells the format of a stream without a name.
+    const test::Run told = test::run_tool(dir, "solve - --solver exhaustive --quiet < " + dir + "/p.qubo");
+    EXPECT_EQ(told.status, 0) << told.err;
+    EXPECT_NE(told.out.find("\nformat      qubo"), std::string::npos) << told.out;
+}
+
+// A byte order mark, exponents and trailing zeros are read as the exact
+// integers they stand for; the answer is the brute-force optimum.
+TEST(Cli, WeightsInAnyExactNotation) {
+    if (!have_module("exhaustive_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    test::write_file(dir + "/w.qubo", "\xEF\xBB\xBF" "c weights\np qubo 0 3 2 3\n0 0 1e3\n1 1 -2.5E2\n0 1 -1.0e3\n"
+                                      "1 2 3.00e+2\n0 2 -120e-1\n");
+    Problem p;
+    p.format = Format::qubo;
+    p.n = 3;
+    p.entries = {Entry{0, 0, Int(1000)}, Entry{1, 1, Int(-250)}, Entry{0, 1, Int(-1000)}, Entry{1, 2, Int(300)},
+                 Entry{0, 2, Int(-12)}};
+    const test::Run r = test::run_tool(dir, "solve " + dir + "/w.qubo --solver exhaustive --json --quiet");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["entries"], 5);
+    EXPECT_EQ(Int(std::to_string(j["energy"].get<int64_t>())), brute_force_minimum(p));
+}
+
+// Energies and objectives beyond 64 bits are JSON numbers with every digit.
+TEST(Cli, JsonKeepsEveryDigitOfWideIntegers) {
+    if (!have_module("exhaustive_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    // f = 2^70 x0 - 3 x1 + 2^70 x2 + 5 x0 x1 - 2^70 x1 x2 + 7 x0 x2: best 2^71 + 7 at 101.
+    const std::string w = "1180591620717411303424";
+    test::write_file(dir + "/wide.qubo", "p qubo 0 3 3 3\n0 0 " + w + "\n1 1 -3\n2 2 1.180591620717411303424e21\n"
+                                         "0 1 5\n1 2 -" + w + "\n0 2 7\n");
+    const test::Run r = test::run_tool(dir, "solve " + dir + "/wide.qubo --solver exhaustive --json --quiet");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string best = "2361183241434822606855";
+    EXPECT_NE(r.out.find("\"energy\": -" + best + ",\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\"value\": " + best + "\n"), std::string::npos) << r.out;
+    // Still one valid document; numeric info values are numbers too.
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["assignment"], nlohmann::json::array({1, 0, 1}));
+    EXPECT_TRUE(j["info"]["states"].is_number()) << r.out;
+    EXPECT_TRUE(j["info"]["run_time"].is_number()) << r.out;
+    EXPECT_TRUE(j["info"]["algorithm"].is_string()) << r.out;
+}
+
+// Options that change nothing in the chosen mode draw one warning line each;
+// the run itself goes on.
+TEST(Cli, OptionsWithoutEffectDrawWarnings) {
+    if (!have_module("exhaustive_cppint.so") || !have_module("nimbasolver_cppint.so")) {
+        GTEST_SKIP() << "solver modules not built";
+    }
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    test::write_file(dir + "/g.gset", "3 2\n1 2 1\n2 3 1\n");
+    test::write_file(dir + "/m.mat", "3 2\n1 2 1\n2 3 1\n");
+    test::write_file(dir + "/c.mat", "2\n2 1\n1 2 4\n2 1\n1 2 -1\n");
+    const std::string w = "vexa: warning: ";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"g.gset --instance 2 --time-limit 0.2", w + "--instance has no effect: only a matrix file holds several problems\n"},
+        {"m.mat --instance 1 --time-limit 0.2", w + "--instance has no effect: the file holds a single problem\n"},
+        {"c.mat --instance 2 --time-limit 0.2", ""},
+        {"g.gset --solver exhaustive --seed 4 --target -1",
+         w + "--seed has no effect with the exhaustive solver\n" + w +
+             "--target has no effect with the exhaustive solver, which always finds the minimum\n"},
+        {"g.gset --target 2 --time-limit 0.2",
+         w + "--target 2 is an energy, the negated cut; to stop at a cut of 2, give --target -2\n"},
+        {"m.mat --target 5 --time-limit 0.2",
+         w + "--target 5 is an energy, the negated maximum; to stop at a maximum of 5, give --target -5\n"},
+        {"g.gset --target -2 --time-limit 0.2 --seed 3", ""},
+    };
+    for (const auto &[args, warnings] : cases) {
+        SCOPED_TRACE(args);
+        const test::Run r = test::run_tool(dir, "solve " + dir + "/" + args + " --quiet");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.err, warnings);
+        EXPECT_NE(r.out.find("\nenergy "), std::string::npos) << r.out;
+    }
+}
+
+// The exhaustive solver honours the time limit and says it stopped early;
+// given time enough it completes.
+TEST(Cli, ExhaustiveSearchStopsAtTheTimeLimit) {
+    if (!have_module("exhaustive_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::mt19937_64 rng(77);
+    test::write_file(dir + "/big.qubo", test::write_problem(dense_qubo(rng, 40)));
+    const auto start = std::chrono::steady_clock::now();
+    const test::Run cut = test::run_tool(dir, "solve " + dir + "/big.qubo --solver exhaustive --time-limit 0.3 --json --quiet");
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    ASSERT_EQ(cut.status, 0) << cut.err;
+    EXPECT_LT(wall, 20.0);  // 2^40 states would take minutes
+    const auto j = nlohmann::json::parse(cut.out);
+    EXPECT_EQ(j["stopped_early"], true);
+    EXPECT_EQ(j["info"]["complete"], 0);
+    EXPECT_EQ(j["info"]["time_limit_reached"], 1);
+    const test::Run text = test::run_tool(dir, "solve " + dir + "/big.qubo --solver exhaustive --time-limit 0.1 --quiet");
+    EXPECT_NE(text.out.find("\nstopped     at the time limit"), std::string::npos) << text.out;
+
+    test::write_file(dir + "/small.qubo", test::write_problem(dense_qubo(rng, 10)));
+    const test::Run whole = test::run_tool(dir, "solve " + dir + "/small.qubo --solver exhaustive --time-limit 30 --json --quiet");
+    ASSERT_EQ(whole.status, 0) << whole.err;
+    const auto k = nlohmann::json::parse(whole.out);
+    EXPECT_EQ(k["stopped_early"], false);
+    EXPECT_EQ(k["info"]["complete"], 1);
+}
+
+// Without --quiet a search shows, once a second, the time, the limit as it
+// was given and the best energy so far, which the final answer never exceeds.
+TEST(Cli, ProgressLineShowsTheBestEnergyAndTheLimitAsGiven) {
+    if (!have_module("nimbasolver_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::mt19937_64 rng(2024);
+    test::write_file(dir + "/p.qubo", test::write_problem(test::random_problem(rng, Format::qubo, 300, 3000)));
+    const test::Run r = test::run_tool(dir, "solve " + dir + "/p.qubo --time-limit 2.5 --json --seed 1");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::regex line(R"(vexa: searching, (\d+) s of 2\.5 s(, best energy (-?\d+))?)");
+    std::smatch m;
+    std::string last_best;
+    std::istringstream err(r.err);
+    for (std::string l; std::getline(err, l);) {
+        ASSERT_TRUE(std::regex_match(l, m, line)) << l;
+        if (m[3].matched) last_best = m[3];
+    }
+    ASSERT_FALSE(last_best.empty()) << r.err;
+    const int64_t final_energy = nlohmann::json::parse(r.out)["energy"].get<int64_t>();
+    EXPECT_LE(final_energy, std::stoll(last_best));
+}
+
+// VEXA_NUM_THREADS sets the search threads unless --threads is given.
+TEST(Cli, ThreadCountFollowsTheEnvironment) {
+    if (!have_module("exhaustive_cppint.so")) GTEST_SKIP() << "solver module not built";
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::mt19937_64 rng(3);
+    test::write_file(dir + "/p.qubo", test::write_problem(dense_qubo(rng, 16)));
+    const std::string cmd = "solve " + dir + "/p.qubo --solver exhaustive --json --quiet";
+    const auto threads = [&](const std::string &args, const std::string &env) {
+        const test::Run r = test::run_tool(dir, cmd + args, env);
+        EXPECT_EQ(r.status, 0) << r.err;
+        return nlohmann::json::parse(r.out)["info"]["threads"].get<int>();
+    };
+    EXPECT_EQ(threads("", "VEXA_NUM_THREADS=1"), 1);
+    EXPECT_EQ(threads("", "VEXA_NUM_THREADS=3"), 3);
+    EXPECT_EQ(threads(" --threads 2", "VEXA_NUM_THREADS=1"), 2);
+    EXPECT_EQ(threads(" --threads 1", "VEXA_NUM_THREADS=3"), 1);
 }
 
 }  // namespace

@@ -62,3 +62,43 @@ TEST(ProblemEnergy, LargeWeightsStayExact) {
 }
 
 }  // namespace
+
+namespace {
+
+// Weights from zero to far beyond 64 bits, the 64-bit edges included, sums
+// that overflow 64 bits per vertex, repeated and mirrored pairs: the energy is
+// still the negated objective everywhere, whether the problem is kept or
+// handed over.
+TEST(ProblemEnergy, WideWeightsAndHandedOverProblems) {
+    using vexa::cli::test::cpp_int;
+    const uint64_t seed = 1234;
+    std::mt19937_64 rng(seed);
+    const std::vector<std::string> edges = {"9223372036854775807", "-9223372036854775808", "9223372036854775808",
+                                            "-18446744073709551616", "170141183460469231731687303715884105727"};
+    for (int round = 0; round < 30; ++round) {
+        SCOPED_TRACE("seed 1234 round " + std::to_string(round));
+        const Format f = static_cast<Format>(round % 3);
+        const uint32_t n = 2 + rng() % 6;
+        Problem p = test::random_problem(rng, f, n, 1 + rng() % 25);
+        for (Entry &e : p.entries) {
+            if (rng() % 3 == 0) e.w = vexa::Int(edges[rng() % edges.size()]);
+        }
+        if (!p.entries.empty()) p.entries.push_back(Entry{p.entries[0].j, p.entries[0].i, p.entries[0].w});
+        const Problem kept = p;
+        const ProblemEnergy pe = build_energy(kept);
+        const ProblemEnergy moved = build_energy(std::move(p));
+        EXPECT_TRUE(p.entries.empty());
+        ASSERT_EQ(moved.energy.str(), pe.energy.str());
+        const vexa::Model model(pe.energy);
+        vexa::Sol sol(model);
+        for (uint32_t bits = 0; bits < (1u << n); ++bits) {
+            for (uint64_t k = 0; k < pe.used.size(); ++k) {
+                if (sol.has(pe.vars[k])) sol.set(pe.vars[k], (bits >> pe.used[k]) & 1);
+            }
+            const std::vector<int> x = file_assignment(pe, n, sol);
+            ASSERT_EQ(sol.comp_energy().to_cpp_int(), cpp_int(-test::objective(kept, x)));
+        }
+    }
+}
+
+}  // namespace

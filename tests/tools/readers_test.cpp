@@ -46,7 +46,8 @@ TEST(QuboReader, RefusesBadInputWithFileAndLine) {
         {"p qubo 0 3 1 0\n0 0\n", "f:2: expected 'i j w', found 2 fields"},
         {"p qubo 0 3 1 0\n\n\n3 3 1\n", "f:4: index 3 out of range 0..2"},
         {"p qubo 0 3 1 0\n-1 0 1\n", "f:2: '-1' is not an index"},
-        {"p qubo 0 3 1 0\n1 1 1e5\n", "f:2: '1e5' is not a number"},
+        {"p qubo 0 3 1 0\n1 1 1e\n", "f:2: '1e' is not a number"},
+        {"p qubo 0 3 1 0\n1 1 12e-2\n", "f:2: weight '12e-2' is not an integer; coefficients are exact integers"},
         {"p qubo 0 3 1 0\n1 1 0.5\n", "f:2: weight '0.5' is not an integer; coefficients are exact integers"},
         {"p qubo 0 3 1 0\n1 1 1\np qubo 0 3 1 0\n", "f:3: a second header line"},
         {"c\np qubo 0 3 2 0\n1 1 1\n", "f:2: the header announces 2 diagonal entries, the file has 1"},
@@ -111,6 +112,97 @@ TEST(GsetReader, ReadsEdgesAndRefusesBadInput) {
     for (const auto &[text, message] : cases) {
         EXPECT_EQ(error_of([&] { read_gset(text, "g"); }), message) << text;
     }
+}
+
+// Weights are exact integers however they are written; anything else is
+// refused with the line it stands on.
+TEST(Weights, ExactIntegersInEveryNotationAndNothingElse) {
+    const std::vector<std::pair<std::string, std::string>> accepted = {
+        {"7", "7"}, {"+7", "7"}, {"-7", "-7"}, {"-0", "0"}, {"007", "7"}, {"99.0", "99"}, {"99.", "99"},
+        {"-7.000", "-7"}, {"1e3", "1000"}, {"1E3", "1000"}, {"1e+3", "1000"}, {"2.5E2", "250"},
+        {"120e-1", "12"}, {"-1.25e2", "-125"}, {"0e999999999999", "0"}, {"0.0e-5", "0"},
+        {"1e30", "1000000000000000000000000000000"},
+        {"9223372036854775807", "9223372036854775807"}, {"-9223372036854775808", "-9223372036854775808"},
+        {"9223372036854775808", "9223372036854775808"},
+        {"-1180591620717411303424", "-1180591620717411303424"}, {"1180591620717411303424.000", "1180591620717411303424"},
+    };
+    for (const auto &[token, value] : accepted) {
+        const Problem p = read_gset("2 1\n1 2 " + token + "\n", "g");
+        ASSERT_EQ(p.entries.size(), 1u);
+        EXPECT_EQ(p.entries[0].w, Int(value)) << token;
+    }
+    const std::vector<std::pair<std::string, std::string>> refused = {
+        {"1.5", "weight '1.5' is not an integer; coefficients are exact integers"},
+        {".5", "weight '.5' is not an integer; coefficients are exact integers"},
+        {"1e-1", "weight '1e-1' is not an integer; coefficients are exact integers"},
+        {"15e-1", "weight '15e-1' is not an integer; coefficients are exact integers"},
+        {"1e-99999999999999999999", "weight '1e-99999999999999999999' is not an integer; coefficients are exact integers"},
+        {"1e100001", "weight '1e100001' has more than 100000 digits"},
+        {"1e99999999999999999999", "weight '1e99999999999999999999' has more than 100000 digits"},
+        {"e5", "'e5' is not a number"}, {"1e", "'1e' is not a number"}, {"1e+-3", "'1e+-3' is not a number"},
+        {"+-1", "'+-1' is not a number"}, {"--1", "'--1' is not a number"}, {".", "'.' is not a number"},
+        {"1.2.3", "'1.2.3' is not a number"}, {"nan", "'nan' is not a number"}, {"inf", "'inf' is not a number"},
+        {"0x10", "'0x10' is not a number"}, {"1,5", "'1,5' is not a number"}, {"-", "'-' is not a number"},
+    };
+    for (const auto &[token, message] : refused) {
+        EXPECT_EQ(error_of([&] { read_gset("2 1\n1 2 " + token + "\n", "g"); }), "g:2: " + message) << token;
+    }
+}
+
+TEST(Readers, SkipAByteOrderMarkAtTheStartOnly) {
+    const std::string bom = "\xEF\xBB\xBF";
+    EXPECT_EQ(read_qubo(bom + "p qubo 0 2 0 1\n0 1 3\n", "f").entries.size(), 1u);
+    EXPECT_EQ(read_gset(bom + "2 1\n1 2 3\n", "g").n, 2u);
+    EXPECT_EQ(detect_format(bom + "p qubo 0 2 0 1\n0 1 3\n", "x"), Format::qubo);
+    EXPECT_EQ(error_of([&] { read_gset("2 1\n" + bom + "1 2 3\n", "g"); }), "g:2: '\?\?\?1' is not an index");
+}
+
+// Streams cross their buffer many times; whatever the chunk boundaries cut,
+// the problem read is the one written, and the head offered for format
+// detection ends at a line end.
+TEST(Input, StreamsLargeFilesAsTheyAreInMemory) {
+    const test::ScratchDir scratch;
+    const uint64_t seed = 4242;
+    std::mt19937_64 rng(seed);
+    for (const Format f : {Format::qubo, Format::matrix, Format::gset}) {
+        SCOPED_TRACE(std::string(format_name(f)) + " seed 4242");
+        const Problem p = test::random_problem(rng, f, 5000, 250000);
+        const std::string text = test::write_problem(p, true, &rng);
+        ASSERT_GT(text.size(), std::size_t(4) << 20);  // several buffers' worth
+        const std::string path = scratch.path + "/big" + test::extension(f);
+        test::write_file(path, text);
+        Input in(path);
+        const std::string_view head = in.head();
+        ASSERT_FALSE(head.empty());
+        EXPECT_EQ(head.back(), '\n');
+        EXPECT_EQ(text.compare(0, head.size(), head), 0);
+        EXPECT_EQ(detect_format(head, path), f);
+        const Problem back = read_problem(in, path, f);
+        ASSERT_EQ(back.n, p.n);
+        ASSERT_EQ(back.entries.size(), p.entries.size());
+        for (std::size_t k = 0; k < p.entries.size(); ++k) {
+            ASSERT_EQ(back.entries[k].i, p.entries[k].i) << k;
+            ASSERT_EQ(back.entries[k].j, p.entries[k].j) << k;
+            ASSERT_EQ(back.entries[k].w, p.entries[k].w) << k;
+        }
+    }
+}
+
+TEST(Input, RefusesOverlongLinesAndWhatCannotBeRead) {
+    const test::ScratchDir scratch;
+    const std::string path = scratch.path + "/long.gset";
+    // The second entry never ends within the line limit.
+    test::write_file(path, "3 2\n1 2 1\n2 3 " + std::string(kMaxLineBytes + 10, '1') + "\n");
+    Input in(path);
+    EXPECT_EQ(error_of([&] { read_problem(in, path, Format::gset); }),
+              path + ":3: a line longer than 1 MiB; not a problem file");
+    const std::string one_line = scratch.path + "/one_line";
+    test::write_file(one_line, std::string(kMaxLineBytes + 1, 'x'));
+    Input in2(one_line);
+    EXPECT_EQ(error_of([&] { in2.head(); }), one_line + ":1: a line longer than 1 MiB; not a problem file");
+    EXPECT_EQ(error_of([&] { Input dir(scratch.path); }), scratch.path + ": is a directory");
+    EXPECT_EQ(error_of([&] { Input none(scratch.path + "/none"); }),
+              scratch.path + "/none: cannot open: No such file or directory");
 }
 
 TEST(FormatDetection, ContentFirstThenNameThenDiagonal) {

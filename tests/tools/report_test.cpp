@@ -36,10 +36,62 @@ TEST(Report, JsonCarriesEveryField) {
     EXPECT_EQ(j["tts"], 0.25);
     EXPECT_EQ(j["assignment"], nlohmann::ordered_json::array({1, 0, 0, 1}));
     ASSERT_EQ(j["solutions"].size(), 1u);
-    EXPECT_EQ(j["solutions"][0]["energy"], "-123456789012345678901234567890");  // beyond 64 bits: text
-    EXPECT_EQ(j["info"]["run_time"], "1.000000");
+    EXPECT_TRUE(j["solutions"][0]["energy"].is_number());
+    EXPECT_TRUE(j["info"]["run_time"].is_number());
+    EXPECT_EQ(j["info"]["engine"], "x");
+    EXPECT_EQ(j["stopped_early"], false);
     // Info pairs keep the order the solver gave them.
     EXPECT_EQ(j["info"].begin().key(), "run_time");
+}
+
+// Integers of any width are bare JSON numbers with every digit, as are info
+// values that read as numbers; everything else stays a string.
+TEST(Report, JsonNumbersKeepEveryDigit) {
+    Outcome o = sample();
+    const std::string wide = "1180591620717411303424123456789";
+    o.best.energy = vexa::Int("-" + wide);
+    o.info = {{"seed", "18446744073709551615"}, {"rate", "2.5e9"}, {"name", "12 cores"}, {"code", "007"},
+              {"neg", "-3.25"}};
+    const std::string doc = json_report(o);
+    EXPECT_NE(doc.find("\"energy\": -" + wide + ",\n"), std::string::npos) << doc;
+    EXPECT_NE(doc.find("\"value\": " + wide + "\n"), std::string::npos) << doc;
+    EXPECT_NE(doc.find("\"solutions\": [\n    {\n      \"energy\": -123456789012345678901234567890,"), std::string::npos)
+        << doc;
+    EXPECT_NE(doc.find("\"seed\": 18446744073709551615,"), std::string::npos) << doc;
+    EXPECT_NE(doc.find("\"rate\": 2.5e9,"), std::string::npos) << doc;
+    EXPECT_NE(doc.find("\"neg\": -3.25\n"), std::string::npos) << doc;
+    const auto j = nlohmann::ordered_json::parse(doc);  // still one valid document
+    EXPECT_EQ(j["info"]["name"], "12 cores");
+    EXPECT_EQ(j["info"]["code"], "007");
+}
+
+// Names with quotes, backslashes and control characters go out escaped, and
+// nothing in them is taken for a number written out bare.
+TEST(Report, StringsStayStrings) {
+    Outcome o = sample();
+    o.file = std::string("a \"b\"\\\x01raw:5\x01c.qubo");
+    o.info = {{"note", std::string("\x01raw:7")}};
+    const auto j = nlohmann::ordered_json::parse(json_report(o));
+    EXPECT_EQ(j["file"], o.file);
+    EXPECT_EQ(j["info"]["note"], "\x01raw:7");
+}
+
+TEST(Report, JsonNumberText) {
+    for (const char *yes : {"0", "-0", "7", "-12", "1.5", "0.000001", "1e9", "1E+9", "-2.5e-3", "18446744073709551616"}) {
+        EXPECT_TRUE(json_number_text(yes)) << yes;
+    }
+    for (const char *no : {"", "-", "+1", "01", "1.", ".5", "1e", "1e+", "nan", "inf", "0x1", "1 ", " 1", "1,5", "--1"}) {
+        EXPECT_FALSE(json_number_text(no)) << no;
+    }
+}
+
+TEST(Report, TextSaysWhenTheSearchStoppedEarly) {
+    Outcome o = sample();
+    EXPECT_EQ(text_report(o).find("stopped"), std::string::npos);
+    o.stopped_early = true;
+    EXPECT_NE(text_report(o).find("\nstopped     at the time limit, before every assignment was visited\n"),
+              std::string::npos);
+    EXPECT_EQ(nlohmann::json::parse(json_report(o))["stopped_early"], true);
 }
 
 TEST(Report, TextNamesTheObjectiveOfTheFile) {

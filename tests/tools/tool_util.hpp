@@ -114,10 +114,11 @@ struct Run {
     std::string err;
 };
 
-// Runs the tool with the arguments (already quoted for the shell).
-inline Run run_tool(const std::string &dir, const std::string &args) {
+// Runs the tool with the arguments (already quoted for the shell), after
+// `env` (variable settings for the shell, may be empty).
+inline Run run_tool(const std::string &dir, const std::string &args, const std::string &env = "") {
     const std::string out = dir + "/stdout", err = dir + "/stderr";
-    const std::string cmd = std::string(VEXA_TOOL_PATH) + " " + args + " >" + out + " 2>" + err;
+    const std::string cmd = env + " " + std::string(VEXA_TOOL_PATH) + " " + args + " >" + out + " 2>" + err;
     const int rc = std::system(cmd.c_str());
     return Run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, read_file(out), read_file(err)};
 }

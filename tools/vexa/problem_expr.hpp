@@ -19,6 +19,9 @@ struct ProblemEnergy {
 };
 
 ProblemEnergy build_energy(const Problem &p);
+// The same, letting go of the entries (p is left without them) as soon as
+// they are no longer needed, which lowers the peak memory of large files.
+ProblemEnergy build_energy(Problem &&p);
 
 // The value of every file variable, 0-based, in a solution of the energy's
 // model; a variable that no entry (or no surviving term) names reads 0.

@@ -1,6 +1,7 @@
 #include "report.hpp"
 
 #include <cstdio>
+#include <random>
 #include <nlohmann/json.hpp>
 
 #include "problem_expr.hpp"
@@ -11,11 +12,45 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Exact integers go out as JSON numbers while they fit 64 bits, else as
-// decimal text, so that no reader rounds them.
+// Numbers whose text must reach the document unchanged (integers wider
+// than 64 bits, info values) are stored as strings behind a mark, and the
+// quoted string is replaced by the bare text once the document is written.
+// The mark starts with a control character and holds a per-process random
+// word, so no file name or info text can pass for it.
+const std::string &raw_mark() {
+    static const std::string mark = [] {
+        std::random_device rd;
+        char word[32];
+        std::snprintf(word, sizeof word, "%08x%08x", rd(), rd());
+        return "\x01raw" + std::string(word) + ":";
+    }();
+    return mark;
+}
+
+Json raw_number(const std::string &text) { return raw_mark() + text; }
+
 Json json_int(const Int &v) {
     if (v.fits_int64()) return v.to_int64();
-    return v.str();
+    return raw_number(v.str());
+}
+
+// The document with every marked string replaced by its bare text.
+std::string unmark(std::string doc) {
+    // The writer escapes the control character as \u0001.
+    const std::string quoted_mark = "\"\\u0001" + raw_mark().substr(1);
+    std::string out;
+    out.reserve(doc.size());
+    std::size_t from = 0;
+    for (;;) {
+        const std::size_t at = doc.find(quoted_mark, from);
+        if (at == std::string::npos) break;
+        const std::size_t end = doc.find('"', at + quoted_mark.size());
+        out.append(doc, from, at - from);
+        out.append(doc, at + quoted_mark.size(), end - at - quoted_mark.size());
+        from = end + 1;
+    }
+    out.append(doc, from, std::string::npos);
+    return out;
 }
 
 std::string digits(const std::vector<int> &values) {
@@ -34,6 +69,29 @@ std::string seconds(double t) {
 }  // namespace
 
 Int objective_of(const Int &energy) { return -energy; }
+
+bool json_number_text(std::string_view t) {
+    std::size_t k = 0;
+    auto digits = [&] {
+        const std::size_t start = k;
+        while (k < t.size() && t[k] >= '0' && t[k] <= '9') ++k;
+        return k - start;
+    };
+    if (k < t.size() && t[k] == '-') ++k;
+    const std::size_t int_start = k;
+    const std::size_t n = digits();
+    if (n == 0 || (n > 1 && t[int_start] == '0')) return false;
+    if (k < t.size() && t[k] == '.') {
+        ++k;
+        if (digits() == 0) return false;
+    }
+    if (k < t.size() && (t[k] == 'e' || t[k] == 'E')) {
+        ++k;
+        if (k < t.size() && (t[k] == '+' || t[k] == '-')) ++k;
+        if (digits() == 0) return false;
+    }
+    return k == t.size();
+}
 
 std::string text_report(const Outcome &o) {
     std::string out;
@@ -63,6 +121,7 @@ std::string text_report(const Outcome &o) {
             out += "  energy " + s.energy.str() + "  tts " + seconds(s.tts) + " s  " + digits(s.assignment) + "\n";
         }
     }
+    if (o.stopped_early) row("stopped", "at the time limit, before every assignment was visited");
     out += "info\n";
     for (const auto &[k, v] : o.info) out += "  " + k + " = " + v + "\n";
     return out;
@@ -86,9 +145,10 @@ std::string json_report(const Outcome &o) {
     }
     j["solutions"] = std::move(sols);
     Json info = Json::object();
-    for (const auto &[k, v] : o.info) info[k] = v;
+    for (const auto &[k, v] : o.info) info[k] = json_number_text(v) ? raw_number(v) : Json(v);
     j["info"] = std::move(info);
-    return j.dump(2) + "\n";
+    j["stopped_early"] = o.stopped_early;
+    return unmark(j.dump(2)) + "\n";
 }
 
 }  // namespace vexa::cli

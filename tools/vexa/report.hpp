@@ -27,12 +27,18 @@ struct Outcome {
     Solution best;
     std::vector<Solution> topk;
     std::vector<std::pair<std::string, std::string>> info;
+    bool stopped_early = false;  // the time limit ended an exhaustive search before it was complete
 };
 
 // The objective in the file's sense: the maximum of f, or the cut.
 Int objective_of(const Int &energy);
 
 std::string text_report(const Outcome &o);
+// Exact integers (energies, objectives) are JSON numbers with all their
+// digits, however many; info values that read as numbers are numbers.
 std::string json_report(const Outcome &o);
+
+// Whether text is a JSON number as it stands (no sign "+", no leading zeros).
+bool json_number_text(std::string_view text);
 
 }  // namespace vexa::cli

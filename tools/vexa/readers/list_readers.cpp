@@ -35,10 +35,8 @@ void read_block(LineScanner &s, std::vector<std::string_view> &tok, Problem &p, 
     }
 }
 
-Problem read_single(std::string_view text, const std::string &file, Format format) {
-    LineScanner s(text, file);
-    std::vector<std::string_view> tok;
-    if (!s.next(tok, hash_comment)) s.fail("no header line 'n m'");
+// A single "n m" block whose header tokens are in `tok`, then the end.
+Problem read_single(LineScanner &s, std::vector<std::string_view> &tok, Format format) {
     Problem p;
     p.format = format;
     read_block(s, tok, p, true);
@@ -48,11 +46,10 @@ Problem read_single(std::string_view text, const std::string &file, Format forma
 
 }  // namespace
 
-Problem read_matrix(std::string_view text, const std::string &file, uint64_t instance) {
-    LineScanner s(text, file);
+Problem read_matrix(LineScanner &s, uint64_t instance) {
     std::vector<std::string_view> tok;
     if (!s.next(tok, hash_comment)) s.fail("no header line 'n m'");
-    if (tok.size() != 1) return read_single(text, file, Format::matrix);
+    if (tok.size() != 1) return read_single(s, tok, Format::matrix);
     // A collection: the number of problems, then the blocks.
     const uint64_t count = parse_count(s, tok[0], UINT64_MAX, "count of problems");
     const uint64_t count_line = s.line();
@@ -61,6 +58,7 @@ Problem read_matrix(std::string_view text, const std::string &file, uint64_t ins
     }
     Problem p;
     p.format = Format::matrix;
+    p.collection = count;
     for (uint64_t b = 1; b <= count; ++b) {
         if (!s.next(tok, hash_comment)) {
             s.fail_at(count_line, "the file announces " + std::to_string(count) + " problems and holds " +
@@ -72,15 +70,41 @@ Problem read_matrix(std::string_view text, const std::string &file, uint64_t ins
     return p;
 }
 
-Problem read_gset(std::string_view text, const std::string &file) { return read_single(text, file, Format::gset); }
+Problem read_gset(LineScanner &s) {
+    std::vector<std::string_view> tok;
+    if (!s.next(tok, hash_comment)) s.fail("no header line 'n m'");
+    return read_single(s, tok, Format::gset);
+}
+
+Problem read_matrix(std::string_view text, const std::string &file, uint64_t instance) {
+    LineScanner s(text, file);
+    return read_matrix(s, instance);
+}
+
+Problem read_gset(std::string_view text, const std::string &file) {
+    LineScanner s(text, file);
+    return read_gset(s);
+}
+
+namespace {
+Problem read_any(LineScanner &s, Format format, uint64_t instance) {
+    switch (format) {
+        case Format::qubo: return read_qubo(s);
+        case Format::matrix: return read_matrix(s, instance);
+        case Format::gset: return read_gset(s);
+    }
+    s.fail_at(0, "unknown format");
+}
+}  // namespace
 
 Problem read_problem(std::string_view text, const std::string &file, Format format, uint64_t instance) {
-    switch (format) {
-        case Format::qubo: return read_qubo(text, file);
-        case Format::matrix: return read_matrix(text, file, instance);
-        case Format::gset: return read_gset(text, file);
-    }
-    throw ReadError(file, 0, "unknown format");
+    LineScanner s(text, file);
+    return read_any(s, format, instance);
+}
+
+Problem read_problem(Input &in, const std::string &file, Format format, uint64_t instance) {
+    LineScanner s(in, file);
+    return read_any(s, format, instance);
 }
 
 }  // namespace vexa::cli

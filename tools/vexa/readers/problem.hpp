@@ -36,6 +36,7 @@ struct Problem {
     Format format = Format::qubo;
     uint64_t n = 0;         // variables the header announces
     unsigned index_base = 0;  // how the file counts its indices
+    uint64_t collection = 0;  // problems in a Beasley collection file; 0 for a single problem
     std::vector<Entry> entries;
 };
 

@@ -9,8 +9,7 @@ namespace {
 bool qubo_comment(const std::vector<std::string_view> &tokens) { return tokens[0][0] == 'c'; }
 }  // namespace
 
-Problem read_qubo(std::string_view text, const std::string &file) {
-    LineScanner s(text, file);
+Problem read_qubo(LineScanner &s) {
     std::vector<std::string_view> tok;
     if (!s.next(tok, qubo_comment)) s.fail("no header line 'p qubo 0 maxNodes nNodes nLinks'");
     if (tok[0] != "p" || tok.size() != 6 || tok[1] != "qubo") {
@@ -24,7 +23,8 @@ Problem read_qubo(std::string_view text, const std::string &file) {
     p.n = parse_count(s, tok[3], kMaxVariables, "variable count");
     const uint64_t nodes = parse_count(s, tok[4], UINT64_MAX, "count of diagonal entries");
     const uint64_t links = parse_count(s, tok[5], UINT64_MAX, "count of off-diagonal entries");
-    p.entries.reserve(std::min(std::max(nodes, links), s.lines_left()));
+    const uint64_t announced = nodes + links < nodes ? UINT64_MAX : nodes + links;
+    p.entries.reserve(std::min(announced, s.lines_left()));
     uint64_t seen_nodes = 0, seen_links = 0;
     while (s.next(tok, qubo_comment)) {
         if (tok[0] == "p") s.fail("a second header line");
@@ -43,6 +43,11 @@ Problem read_qubo(std::string_view text, const std::string &file) {
                                    " off-diagonal entries, the file has " + std::to_string(seen_links));
     }
     return p;
+}
+
+Problem read_qubo(std::string_view text, const std::string &file) {
+    LineScanner s(text, file);
+    return read_qubo(s);
 }
 
 }  // namespace vexa::cli

@@ -1,11 +1,13 @@
-// Readers of the three problem file formats. Each takes the whole text and
-// the name to use in messages, and throws ReadError on the first fault.
+// Readers of the three problem file formats. Each takes the text (a block in
+// memory, or an Input streamed in chunks) and the name to use in messages,
+// and throws ReadError on the first fault.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "readers/problem.hpp"
+#include "readers/text.hpp"
 
 namespace vexa::cli {
 
@@ -27,9 +29,15 @@ Problem read_gset(std::string_view text, const std::string &file);
 // name: ".qubo", ".gset" / ".mc" / "G<number>[.txt]", ".mat" / ".bqp" /
 // ".mqlib"; then a single number on the first line, the problem count of a
 // Beasley collection; failing those, a diagonal entry (i == i) marks a
-// matrix. Throws ReadError when nothing decides.
+// matrix. Throws ReadError when nothing decides. For a streamed file the
+// text is its head (Input::head()), so a diagonal is looked for there only.
 Format detect_format(std::string_view text, const std::string &path);
 
 Problem read_problem(std::string_view text, const std::string &file, Format format, uint64_t instance = 1);
+Problem read_problem(Input &in, const std::string &file, Format format, uint64_t instance = 1);
+
+Problem read_qubo(LineScanner &s);
+Problem read_matrix(LineScanner &s, uint64_t instance);
+Problem read_gset(LineScanner &s);
 
 }  // namespace vexa::cli

@@ -10,20 +10,57 @@
 
 namespace vexa::cli {
 
-// Walks a text line by line; "\n" and "\r\n" both end a line.
+// The longest line a problem file may hold. Past it the input is not a
+// problem file (think of /dev/zero), and reading stops with an error instead
+// of buffering without bound.
+inline constexpr std::size_t kMaxLineBytes = std::size_t(1) << 20;
+
+// A problem file, or standard input for "-", read in chunks. The first bytes
+// are read ahead so that the format can be told before the body is read.
+class Input {
+public:
+    // Opens the file; throws ReadError when it cannot be read.
+    explicit Input(const std::string &path);
+    ~Input();
+    Input(const Input &) = delete;
+    Input &operator=(const Input &) = delete;
+
+    // The name for messages: the path, or "<stdin>".
+    const std::string &name() const { return name_; }
+    // The complete lines of the first bytes of the file (the whole file when
+    // it is short). Throws ReadError when the first line is already too long.
+    std::string_view head();
+    // Up to `n` bytes; 0 at the end. Throws ReadError on a read error.
+    std::size_t read(char *dst, std::size_t n);
+    // Bytes still to come when the file is a regular one, else 0.
+    uint64_t size_hint() const { return remaining_; }
+
+private:
+    std::size_t read_fd(char *dst, std::size_t n);
+
+    std::string name_;
+    int fd_ = -1;
+    bool own_fd_ = false;
+    uint64_t remaining_ = 0;
+    std::string ahead_;          // read ahead, served before the descriptor
+    std::size_t ahead_pos_ = 0;
+    bool head_read_ = false;
+};
+
+// Walks a text line by line; "\n" and "\r\n" both end a line. A UTF-8 byte
+// order mark at the very start is skipped. The text is either one block in
+// memory or an Input pulled in chunks of bounded size.
 class LineScanner {
 public:
-    LineScanner(std::string_view text, const std::string &file) : text_(text), file_(file) {}
+    LineScanner(std::string_view text, const std::string &file);
+    LineScanner(Input &in, const std::string &file);
 
     // The next line that holds something other than white space and is not a
     // comment; false at the end. `comment` tells comment lines by their tokens.
     template <class IsComment>
     bool next(std::vector<std::string_view> &tokens, IsComment &&comment) {
-        while (pos_ < text_.size()) {
-            const std::size_t end = text_.find('\n', pos_);
-            const std::string_view line = text_.substr(pos_, end == std::string_view::npos ? end : end - pos_);
-            pos_ = end == std::string_view::npos ? text_.size() : end + 1;
-            ++line_;
+        std::string_view line;
+        while (next_line(line)) {
             split(line, tokens);
             if (!tokens.empty() && !comment(tokens)) return true;
         }
@@ -32,16 +69,22 @@ public:
 
     uint64_t line() const { return line_; }
     // An upper bound on the lines still to come: each one takes at least two
-    // bytes. Readers reserve no more than this, whatever a header announces.
-    uint64_t lines_left() const { return (text_.size() - pos_) / 2 + 1; }
+    // bytes. Readers reserve no more than this, whatever a header announces;
+    // for a stream of unknown length it is a modest guess.
+    uint64_t lines_left() const;
     const std::string &file() const { return file_; }
     [[noreturn]] void fail(const std::string &message) const { throw ReadError(file_, line_ == 0 ? 1 : line_, message); }
     [[noreturn]] void fail_at(uint64_t line, const std::string &message) const { throw ReadError(file_, line, message); }
 
 private:
+    bool next_line(std::string_view &line);
+    bool refill();
     static void split(std::string_view line, std::vector<std::string_view> &tokens);
 
     std::string_view text_;
+    Input *in_ = nullptr;
+    std::vector<char> buf_;
+    bool at_end_ = true;  // nothing more to pull from in_
     const std::string &file_;
     std::size_t pos_ = 0;
     uint64_t line_ = 0;
@@ -56,8 +99,9 @@ uint64_t parse_count(const LineScanner &s, std::string_view token, uint64_t max,
 // An index counted from `base`, checked against n variables; returns it 0-based.
 uint32_t parse_index(const LineScanner &s, std::string_view token, uint64_t n, unsigned base);
 
-// A weight: an optional sign and digits, optionally followed by a point and
-// zeros ("99.0"); anything with a fractional part is refused, since all
+// A weight: an optional sign, digits, an optional fraction and an optional
+// exponent ("99", "99.0", "1e3", "2.5E2"), accepted when its value is an exact
+// integer; anything with a fractional part is refused, since all
 // coefficients are exact integers.
 Int parse_weight(const LineScanner &s, std::string_view token);
 
