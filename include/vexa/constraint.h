@@ -45,6 +45,27 @@ VEXA_API ExprImpl *vexa_between(const ExprImpl *f, const vexa_bigint *lo, const 
 VEXA_API ExprImpl *vexa_expr_expand_cons(const ExprImpl *e);
 VEXA_API ExprImpl *vexa_expr_binarize(const ExprImpl *e);
 
+/* Encoded integers: lo + c0*b0 + c1*b1 + ... over binary bits, with a record
+ * of the range and bits that lasts while the value is unchanged. */
+VEXA_API uint64_t vexa_comp_coeffs_count(const vexa_bigint *lo, const vexa_bigint *hi);
+/* out holds vexa_comp_coeffs_count(lo, hi) records. */
+VEXA_API void vexa_comp_coeffs(const vexa_bigint *lo, const vexa_bigint *hi, vexa_bigint *out);
+VEXA_API ExprImpl *vexa_varintelem_create(const char *name, const vexa_bigint *lo, const vexa_bigint *hi);
+VEXA_API ExprImpl *vexa_varintelem_create_with_vars(const char *name, const vexa_bigint *lo, const vexa_bigint *hi,
+                                                    const vexa_bigint *coeffs, const uint32_t *vars, uint64_t n);
+VEXA_API void vexa_varintelem_min(const ExprImpl *e, vexa_bigint *out);
+VEXA_API void vexa_varintelem_max(const ExprImpl *e, vexa_bigint *out);
+VEXA_API uint64_t vexa_varintelem_var_count(const ExprImpl *e);
+VEXA_API uint32_t vexa_varintelem_var(const ExprImpl *e, uint64_t i);
+VEXA_API void vexa_varintelem_coeff(const ExprImpl *e, uint64_t i, vexa_bigint *out);
+/* Per bit its code and its 0/1 value for `value`; returns the bit count. */
+VEXA_API uint64_t vexa_varintelem_decompose(const ExprImpl *e, const vexa_bigint *value, uint32_t *vars_out,
+                                            vexa_bigint *bits_out);
+/* Replaces e's polynomial by src's and keeps e an encoded integer. */
+VEXA_API void vexa_varintelem_replace_expr(ExprImpl *e, const ExprImpl *src);
+VEXA_API ExprImpl *vexa_varintelem_clone(const ExprImpl *e);
+VEXA_API void vexa_varintelem_destroy(ExprImpl *e);
+
 /* Constraint inspection against a solution. Items: the constraints of a sum in
  * order, then its free-form part; one item for any other expression. */
 VEXA_API uint64_t vexa_cons_item_count(const ExprImpl *e);

@@ -29,7 +29,9 @@ extern "C" {
 
 // Constraint values are expressions: their copies and releases are the
 // expression's own. X(family)
-#define VEXA_EXPR_ALIAS_FAMILIES(X) X(exprexprelem)
+#define VEXA_EXPR_ALIAS_FAMILIES(X) \
+    X(exprexprelem)                 \
+    X(varintelem)
 #define VEXA_EXPR_ALIAS(family)                                                         \
     ExprImpl *vexa_##family##_clone(const ExprImpl *e) { return vexa_expr_clone(e); } \
     void vexa_##family##_destroy(ExprImpl *e) { vexa_expr_destroy(e); }

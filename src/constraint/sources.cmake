@@ -5,4 +5,6 @@ list(APPEND VEXA_SOURCES
   constraint/declare.cpp
   constraint/declare_api.cpp
   constraint/expand.cpp
+  constraint/varint.cpp
+  constraint/varint_api.cpp
 )
