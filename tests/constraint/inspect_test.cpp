@@ -304,6 +304,17 @@ TEST_F(InspectionEdges, ClassicConstraintsAreReadFromTheirRecord) {
     // Without bounds: the value itself is the free-form item.
     EXPECT_EQ(vexa_cons_item_info(classic.get(), 5, &body, &weight, &lo, &hi), 0);
     vexa_expr_destroy(body);
+    {
+        ModelPtr m(vexa_model_create(fx.get()));
+        SolPtr s(vexa_sol_create(m.get()));
+        Out value, dist;
+        EXPECT_DEATH(vexa_cons_item_eval(classic.get(), 0, s.get(), &value, &lo, &hi, &dist, &weight),
+                     "^vexa: violations: constraint has no recorded bounds\n$");
+        // Counted as nothing broken: there is nothing to break.
+        EXPECT_EQ(vexa_cons_violation_count(classic.get(), s.get()), 0u);
+        vexa_bigint none[1] = {{0, 0, nullptr}};
+        EXPECT_EQ(vexa_cons_item_allowed(fx.get(), 0, none, none, 1), 0u);
+    }
     vexa_exprexpr_set_bounds(classic.get(), In(1).get(), In(1).get());
     EXPECT_EQ(vexa_cons_item_count(classic.get()), 1u);
     EXPECT_EQ(vexa_cons_item_info(classic.get(), 5, &body, &weight, &lo, &hi), 1);  // one item whatever i says
