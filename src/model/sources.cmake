@@ -3,4 +3,6 @@ list(APPEND VEXA_SOURCES
   model/model_api.cpp
   model/sol.cpp
   model/sol_api.cpp
+  model/inspect.cpp
+  model/inspect_api.cpp
 )
