@@ -122,6 +122,31 @@ VEXA_API const char *vexa_array_int_str(const vexa_int_array *a);
 VEXA_API const char *vexa_array_term_str(const vexa_term_array *a);
 VEXA_API const char *vexa_array_expr_str(const vexa_expr_array *a);
 
+/* ---- element-wise arithmetic, one declaration per row of the table ---- */
+#define VEXA_EW_SCALAR_TYPE_var uint32_t
+#define VEXA_EW_SCALAR_TYPE_int const vexa_bigint *
+#define VEXA_EW_SCALAR_TYPE_term const TermImpl *
+#define VEXA_EW_SCALAR_TYPE_expr const ExprImpl *
+#define VEXA_EW_ARRAY(l, op, r, res) \
+    VEXA_API vexa_##res##_array *vexa_array_##l##_##op##_array_##r(const vexa_##l##_array *a, const vexa_##r##_array *b);
+#define VEXA_EW_SCALAR(l, op, r, res) \
+    VEXA_API vexa_##res##_array *vexa_array_##l##_##op##_##r(const vexa_##l##_array *a, VEXA_EW_SCALAR_TYPE_##r b);
+#define VEXA_EW_INPLACE_ARRAY(l, op, r) \
+    VEXA_API void vexa_array_##l##_##op##_eq_array_##r(vexa_##l##_array *a, const vexa_##r##_array *b);
+#define VEXA_EW_INPLACE_SCALAR(l, op, r) \
+    VEXA_API void vexa_array_##l##_##op##_eq_##r(vexa_##l##_array *a, VEXA_EW_SCALAR_TYPE_##r b);
+#define VEXA_EW_UNARY(l, op, res) VEXA_API vexa_##res##_array *vexa_array_##l##_##op(const vexa_##l##_array *a);
+#include "vexa/array_elementwise.def"
+#undef VEXA_EW_ARRAY
+#undef VEXA_EW_SCALAR
+#undef VEXA_EW_INPLACE_ARRAY
+#undef VEXA_EW_INPLACE_SCALAR
+#undef VEXA_EW_UNARY
+
+/* Each element with every literal vars[k] replaced by values[k], in place. */
+VEXA_API void vexa_array_expr_replace(vexa_expr_array *a, const uint32_t *vars, const ExprImpl *const *values,
+                                      uint64_t n);
+
 /* ---- reductions: fresh, unmerged expressions ---- */
 VEXA_API ExprImpl *vexa_array_var_sum(const vexa_var_array *a);
 VEXA_API ExprImpl *vexa_array_int_sum(const vexa_int_array *a);

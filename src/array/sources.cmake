@@ -3,4 +3,5 @@ list(APPEND VEXA_SOURCES
   array/reduce.cpp
   array/einsum.cpp
   array/array_api.cpp
+  array/elementwise_api.cpp
 )
