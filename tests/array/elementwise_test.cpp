@@ -205,4 +205,173 @@ TEST_F(Elementwise, EveryRowMatchesSingleExpressionArithmetic) {
     }
 }
 
+TEST_F(Elementwise, ResultFamiliesAndElementRules) {
+    const uint32_t xy[] = {x, x};
+    const uint64_t two[] = {2};
+    VarArr v(vexa_array_var_create_data(xy, two, 1));
+    ExprArr sum(vexa_array_var_add_var(v.get(), x));
+    EXPECT_EQ(vexa_array_expr_ref(sum.get(), 0)->term_count(), 2u) << "x + x stays two terms";
+    IntArr i = int_array({2}, {3, -4});
+    IntArr ii(vexa_array_int_add_array_int(i.get(), i.get()));
+    EXPECT_STREQ(vexa_array_int_str(ii.get()), "{6,-8}");
+    TermArr it(vexa_array_int_mul_array_var(i.get(), v.get()));
+    EXPECT_STREQ(vexa_array_term_str(it.get()), "{3*x,-4*x}");
+    ExprArr neg(vexa_array_int_negate(i.get()));
+    EXPECT_STREQ(vexa_array_expr_str(neg.get()), "{-3,4}");
+    VarArr inv(vexa_array_var_invert(v.get()));
+    EXPECT_EQ(vexa_array_var_get(inv.get(), 0), x | VEXA_NEGATED_BIT);
+    VarArr back(vexa_array_var_invert(inv.get()));
+    EXPECT_EQ(vexa_array_var_get(back.get(), 1), x);
+    ExprArr vn(vexa_array_var_negate(v.get()));
+    EXPECT_STREQ(vexa_array_expr_str(vn.get()), "{-x,-x}");
+
+    // Products of variables and terms stay terms, and two degree-2 terms overflow.
+    TermArr sq(vexa_array_var_mul_array_var(v.get(), v.get()));
+    EXPECT_STREQ(vexa_array_term_str(sq.get()), "{x*x,x*x}");
+    try {
+        vexa_array_term_mul_array_term(sq.get(), sq.get());
+        ADD_FAILURE() << "degree 4 accepted";
+    } catch (const std::runtime_error &e) {
+        EXPECT_STREQ(e.what(), "VarArray::append: degree exceeds MAXDEG capacity");
+    }
+}
+
+TEST_F(Elementwise, AttrWordsFollowTheirOwnRules) {
+    ExprPtr body(expr_of({{1, {x}}, {1, {y}}}));
+    ExprPtr pen(expr_of({{1, {x}}}));
+    ExprPtr tagged(classic(pen.get(), body.get(), 0, 1));
+    const ExprImpl *items[] = {tagged.get()};
+    const uint64_t one[] = {1};
+    ExprArr e(vexa_array_expr_create_data(items, one, 1));
+    IntArr k = int_array({1}, {3});
+    const uint32_t word = tagged->attr;
+    auto word_of = [](const vexa_expr_array *a) { return vexa_array_expr_ref(a, 0)->attr; };
+    // Scaling a classic constraint makes a new sum of it with the factor as weight.
+    const uint32_t id = word & kIndexMask;
+    auto scaled_by = [&](const vexa_expr_array *a, uint32_t item = 0xFFFFFFFFu) {
+        const std::vector<std::pair<uint32_t, coeff_t>> items = items_of(vexa_array_expr_ref(a, 0));
+        EXPECT_EQ(items.size(), 1u);
+        EXPECT_EQ(items.empty() ? 0 : items[0].first, item == 0xFFFFFFFFu ? id : item);
+        return items.empty() ? coeff_t(0) : items[0].second;
+    };
+
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_add_int(e.get(), In(2).get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_sub_array_int(e.get(), k.get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_int_add_array_expr(k.get(), e.get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_var_add_expr(VarArr(vexa_array_var_create(one, 1)).get(), tagged.get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_int_sub_array_expr(k.get(), e.get())).get()), kPlainAttr);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_mul_var(e.get(), z)).get()), kPlainAttr);
+    EXPECT_EQ(scaled_by(ExprArr(vexa_array_expr_mul_int(e.get(), In(3).get())).get()), 3);
+    EXPECT_EQ(scaled_by(ExprArr(vexa_array_expr_mul_array_int(e.get(), k.get())).get()), 3);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_int_mul_array_expr(k.get(), e.get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_negate(e.get())).get()), kPlainAttr) << "a negative penalty is none";
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_sqr(e.get())).get()), kPlainAttr);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_from_expr(e.get())).get()), word);
+    EXPECT_EQ(word_of(ExprArr(vexa_array_expr_simplify(e.get())).get()), kPlainAttr);
+
+    ExprArr m(vexa_array_expr_clone(e.get()));
+    vexa_array_expr_mul_eq_array_int(m.get(), k.get());
+    EXPECT_EQ(word_of(m.get()), word) << "*= by an integer array leaves the word";
+    vexa_array_expr_mul_eq_int(m.get(), In(2).get());
+    const uint32_t doubled = word_of(m.get());
+    EXPECT_EQ(scaled_by(m.get()), 2);
+    vexa_array_expr_add_eq_var(m.get(), z);
+    EXPECT_EQ(word_of(m.get()), doubled);
+    vexa_array_expr_mul_eq_var(m.get(), z);
+    EXPECT_EQ(word_of(m.get()), kPlainAttr);
+    EXPECT_STREQ(vexa_expr_str(ExprPtr(vexa_expr_simplify_as_binary(vexa_array_expr_ref(m.get(), 0))).get()), "z +6*x*z");
+
+    // A declared constraint: negation keeps it with weight -1, and multiplying
+    // it by 0 aborts in expr * int but not in int * expr.
+    ExprPtr dec(declared(body.get(), 0, 1));
+    const uint32_t dec_item = items_of(dec.get())[0].first;
+    const ExprImpl *ditems[] = {dec.get()};
+    ExprArr d(vexa_array_expr_create_data(ditems, one, 1));
+    EXPECT_EQ(scaled_by(ExprArr(vexa_array_expr_negate(d.get())).get(), dec_item), -1);
+    IntArr zero = int_array({1}, {0});
+    ExprArr kept(vexa_array_int_mul_array_expr(zero.get(), d.get()));
+    EXPECT_TRUE(is_live_sum(word_of(kept.get())));
+    EXPECT_DEATH(vexa_array_expr_mul_int(d.get(), In(0).get()),
+                 exact("vexa::cons: multiplying declared constraints by 0 would silently drop them"));
+}
+
+TEST_F(Elementwise, InPlaceOnItselfAndDivision) {
+    ExprPtr a0(expr_of({{2, {x}}, {-1, {x, y}}}, 3));
+    const ExprImpl *items[] = {a0.get(), a0.get()};
+    const uint64_t two[] = {2};
+    ExprArr a(vexa_array_expr_create_data(items, two, 1));
+    vexa_array_expr_add_eq_array_expr(a.get(), a.get());
+    EXPECT_STREQ(vexa_expr_str(ExprPtr(vexa_expr_simplify(vexa_array_expr_ref(a.get(), 1))).get()), "6 +4*x -2*x*y");
+    vexa_array_expr_sub_eq_array_expr(a.get(), a.get());
+    EXPECT_STREQ(vexa_expr_str(ExprPtr(vexa_expr_simplify(vexa_array_expr_ref(a.get(), 0))).get()), "0");
+
+    IntArr i = int_array({3}, {-7, 7, 6});
+    vexa_array_int_div_eq_int(i.get(), In(2).get());
+    EXPECT_STREQ(vexa_array_int_str(i.get()), "{-3,3,3}");
+
+    TermPtr t4(vexa_term_create_var(In(4).get(), x));
+    TermPtr t6(vexa_term_create_var(In(-6).get(), y));
+    const TermImpl *tp[] = {t4.get(), t6.get()};
+    TermArr t(vexa_array_term_create_data(tp, two, 1));
+    TermArr half(vexa_array_term_div_int(t.get(), In(2).get()));
+    EXPECT_STREQ(vexa_array_term_str(half.get()), "{2*x,-3*y}");
+    EXPECT_STREQ(vexa_array_term_str(t.get()), "{4*x,-6*y}");
+    vexa_array_term_mul_eq_int(t.get(), In(3).get());
+    EXPECT_STREQ(vexa_array_term_str(t.get()), "{12*x,-18*y}");
+
+    ExprPtr e6(expr_of({{6, {x}}}, -4));
+    const ExprImpl *ep[] = {e6.get()};
+    const uint64_t one[] = {1};
+    ExprArr ea(vexa_array_expr_create_data(ep, one, 1));
+    ExprArr eh(vexa_array_expr_div_int(ea.get(), In(-2).get()));
+    EXPECT_STREQ(vexa_array_expr_str(eh.get()), "{2 -3*x}");
+
+    // An empty array passes through every form, but a zero divisor still aborts.
+    const uint64_t none[] = {0};
+    TermArr te(vexa_array_term_create(none, 1));
+    ExprArr ee(vexa_array_expr_create(none, 1));
+    EXPECT_EQ(vexa_array_expr_size(ExprArr(vexa_array_term_add_array_term(te.get(), te.get())).get()), 0u);
+    EXPECT_DEATH(vexa_array_term_div_eq_int(te.get(), In(0).get()), exact("Array<Term> /=: division by zero"));
+    EXPECT_DEATH(vexa_array_expr_div_eq_int(ee.get(), In(0).get()), exact("Array<Expr> /=: division by zero"));
+    TermPtr t3(vexa_term_create_var(In(3).get(), x));
+    const TermImpl *odd[] = {t4.get(), t3.get()};
+    TermArr to(vexa_array_term_create_data(odd, two, 1));
+    EXPECT_DEATH(vexa_array_term_div_eq_int(to.get(), In(2).get()), exact("Array<Term> /=: indivisible coefficient"));
+}
+
+TEST_F(Elementwise, ShapesMustBeEqual) {
+    const uint64_t s3[] = {3}, s31[] = {3, 1};
+    IntArr a(vexa_array_int_create(s3, 1));
+    VarArr b(vexa_array_var_create(s31, 2));
+    ExprArr e(vexa_array_expr_create(s3, 1));
+    IntArr r0(vexa_array_int_create(nullptr, 0));
+    EXPECT_DEATH(vexa_array_int_add_array_var(a.get(), b.get()), exact("Array +: shape mismatch (3) vs (3,1)"));
+    EXPECT_DEATH(vexa_array_int_mul_array_int(a.get(), r0.get()), exact("Array *: shape mismatch (3) vs ()"));
+    EXPECT_DEATH(vexa_array_expr_sub_eq_array_var(e.get(), b.get()), exact("Array -=: shape mismatch (3) vs (3,1)"));
+    IntArr sum(vexa_array_int_add_array_int(r0.get(), r0.get()));
+    EXPECT_EQ(vexa_array_int_ndim(sum.get()), 0u);
+}
+
+TEST_F(Elementwise, LargeArraysAreTheSameOnOneThreadAndMany) {
+    const uint64_t seed = 2718;
+    std::mt19937_64 rng(seed);
+    const std::vector<uint64_t> shape = {101, 100};
+    const Operands o = random_operands(rng, shape, 3);
+    std::string texts[2];
+    for (int pass = 0; pass < 2; ++pass) {
+        ThreadScope scope(pass == 0 ? 1 : 4);
+        ExprArr s(vexa_array_expr_add_array_var(o.arr_expr.get(), o.arr_var.get()));
+        ExprArr m(vexa_array_expr_mul_array_term(s.get(), o.arr_term.get()));
+        vexa_array_expr_sub_eq_array_int(m.get(), o.arr_int.get());
+        ExprArr c(vexa_array_expr_simplify_as_binary(m.get()));
+        const uint32_t vars[] = {x};
+        ExprPtr one(expr_of({}, 1));
+        const ExprImpl *values[] = {one.get()};
+        vexa_array_expr_replace(c.get(), vars, values, 1);
+        texts[pass] = vexa_array_expr_str(c.get());
+    }
+    EXPECT_EQ(texts[0], texts[1]) << "seed " << seed;
+    EXPECT_EQ(texts[0].find("x +"), std::string::npos) << "x was replaced everywhere";
+}
+
 }  // namespace
