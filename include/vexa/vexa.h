@@ -11,6 +11,7 @@
 #define VEXA_H
 
 #include "vexa/common.h"
+#include "vexa/array.h"
 #include "vexa/constraint.h"
 #include "vexa/expr.h"
 #include "vexa/model.h"
