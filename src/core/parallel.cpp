@@ -119,6 +119,23 @@ uint64_t WorkerPool::generation() const {
     return generation_;
 }
 
+namespace {
+
+thread_local bool t_in_pool_job = false;
+
+// Marks the current thread as running a pool job for its lifetime.
+struct PoolJobMark {
+    bool outer;
+    PoolJobMark() : outer(t_in_pool_job) { t_in_pool_job = true; }
+    ~PoolJobMark() { t_in_pool_job = outer; }
+    PoolJobMark(const PoolJobMark &) = delete;
+    PoolJobMark &operator=(const PoolJobMark &) = delete;
+};
+
+}  // namespace
+
+bool inside_pool_job() { return t_in_pool_job; }
+
 void WorkerPool::worker_main() {
     uint64_t seen = 0;
     for (;;) {
@@ -131,7 +148,10 @@ void WorkerPool::worker_main() {
             seen = generation_;
             job = job_;
         }
-        job();
+        {
+            const PoolJobMark mark;
+            job();
+        }
         std::lock_guard<std::mutex> lock(state_mutex_);
         if (--pending_ == 0) done_cv_.notify_all();
     }
@@ -140,7 +160,12 @@ void WorkerPool::worker_main() {
 void WorkerPool::run(uint32_t extra, const std::function<void()> &loop) {
     std::vector<std::thread> extras;
     extras.reserve(extra);
-    for (uint32_t i = 0; i < extra; ++i) extras.emplace_back(loop);
+    for (uint32_t i = 0; i < extra; ++i) {
+        extras.emplace_back([&loop] {
+            const PoolJobMark mark;
+            loop();
+        });
+    }
     {
         std::lock_guard<std::mutex> run_lock(run_mutex_);
         {
@@ -150,7 +175,10 @@ void WorkerPool::run(uint32_t extra, const std::function<void()> &loop) {
             ++generation_;
         }
         work_cv_.notify_all();
-        loop();
+        {
+            const PoolJobMark mark;
+            loop();
+        }
         std::unique_lock<std::mutex> lock(state_mutex_);
         done_cv_.wait(lock, [&] { return pending_ == 0; });
         job_ = nullptr;

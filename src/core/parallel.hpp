@@ -82,12 +82,18 @@ private:
     bool stop_ = false;
 };
 
-// Runs body(i) for i in [0, n) with `threads` executors: serially below two,
-// otherwise on the pool (plus extra threads), whatever n is.
+// True on a thread that is running a pool job (a worker, an extra thread or
+// the caller inside WorkerPool::run). A loop started there runs serially: the
+// pool takes one job at a time, so handing it a second would never return.
+bool inside_pool_job();
+
+// Runs body(i) for i in [0, n) with `threads` executors: serially below two
+// or inside a pool job, otherwise on the pool (plus extra threads), whatever
+// n is.
 template <class Body>
 void run_with_threads(uint64_t n, uint32_t threads, Body &body) {
     if (n == 0) return;
-    if (threads < 2) {
+    if (threads < 2 || inside_pool_job()) {
         for (uint64_t i = 0; i < n; ++i) body(i);
         return;
     }

@@ -117,6 +117,29 @@ TEST(ParFor, ExtraThreadsBeyondThePoolCoverEveryItemOnce) {
     for (auto &h : hits) ASSERT_EQ(h.load(), 1);
 }
 
+TEST(ParFor, ALoopInsideALoopBodyRunsSeriallyAndEnds) {
+    // The pool takes one job at a time: an inner loop handed to it from a
+    // job would wait for itself. It runs on the executor that started it.
+    ThreadCount threads(4);
+    constexpr uint64_t outer = 20'000, inner = 20'000;
+    std::atomic<uint64_t> total{0};
+    std::atomic<int> inner_not_marked{0};
+    par_for(outer, [&](uint64_t i) {
+        if (i % 1000 != 0) return;
+        if (!detail::inside_pool_job()) inner_not_marked.fetch_add(1);
+        const std::thread::id me = std::this_thread::get_id();
+        std::atomic<int> elsewhere{0};
+        par_for(inner, [&](uint64_t j) {
+            if (std::this_thread::get_id() != me) elsewhere.fetch_add(1);
+            total.fetch_add(j, std::memory_order_relaxed);
+        });
+        EXPECT_EQ(elsewhere.load(), 0);
+    });
+    EXPECT_EQ(inner_not_marked.load(), 0);
+    EXPECT_EQ(total.load(), (outer / 1000) * (inner * (inner - 1) / 2));
+    EXPECT_FALSE(detail::inside_pool_job());
+}
+
 TEST(ParFor, TwoUserThreadsTakeTurnsWithoutDeadlockOrInterleaving) {
     ThreadCount threads(2);
     // Jobs take turns on the pool; plain extra threads (only when the pool has
