@@ -4,7 +4,10 @@
 // and 2) it prints the wall time of the search call and the overrun against
 // the tolerance max(50 ms, 2% of the limit).
 //
-// Usage: vexa_bench_time_limit [variables...]   (default: 100000 1000000)
+// Usage: vexa_bench_time_limit [variables...] [limit=SECONDS...]
+//   (defaults: 100000 1000000, limit=1 limit=5). limit=0 shows the fixed
+//   cost of a search: preparing the model, one start state per thread, and
+//   the final check.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -78,8 +81,17 @@ std::string info_value(const nimba_solver_result *r, const char *key) {
 
 int main(int argc, char **argv) {
     std::vector<uint64_t> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(std::strtoull(argv[i], nullptr, 10));
+    std::vector<double> limits;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg.rfind("limit=", 0) == 0) {
+            limits.push_back(std::strtod(arg.c_str() + 6, nullptr));
+        } else {
+            sizes.push_back(std::strtoull(arg.c_str(), nullptr, 10));
+        }
+    }
     if (sizes.empty()) sizes = {100'000, 1'000'000};
+    if (limits.empty()) limits = {1.0, 5.0};
     std::printf("%-10s %-9s %-8s %-7s %-9s %-9s %-9s %-9s %s\n", "variables", "couplers", "limit_s", "threads",
                 "create_s", "search_s", "overrun_s", "allowed_s", "verdict");
     bool all_kept = true;
@@ -87,7 +99,7 @@ int main(int argc, char **argv) {
         const auto tb = Clock::now();
         Model *m = random_sparse_model(n, 12345 + n);
         std::fprintf(stderr, "model of %llu variables built in %.2f s\n", static_cast<unsigned long long>(n), since(tb));
-        for (const double limit : {1.0, 5.0}) {
+        for (const double limit : limits) {
             for (const int threads : {1, 2}) {
                 const std::string tl = std::to_string(limit), th = std::to_string(threads);
                 const vexa_param params[] = {{"time_limit", tl.c_str()}, {"threads", th.c_str()}, {nullptr, nullptr}};
