@@ -30,12 +30,25 @@ VEXA_API nimba_solver_result *vexa_nimba_solver_wrapper_search(vexa_nimba_solver
 VEXA_API nimba_solver_result *vexa_nimba_solver_wrapper_search_int(
     vexa_nimba_solver_wrapper *w, const vexa_param *params, const uint64_t *hint_bits,
     const void *hint_ints, uint64_t hint_int_count);
+/* Stop request: the search running on w, or else the next search started on
+ * it, ends as soon as it notices and returns its best so far as usual. The
+ * request stays pending until a search call on w returns, and the return of
+ * the last search running on w clears it; so a request is never lost for a
+ * running search, and a request made between searches stops the next one at
+ * once. Only stores to a lock-free atomic byte: callable from any thread and
+ * from a signal handler. A binary model's search can be stopped only if its
+ * solver module takes the stop byte (vexa_nimba_solver_set_external_stop). */
+VEXA_API void vexa_nimba_solver_wrapper_terminate(vexa_nimba_solver_wrapper *w);
 
 /* ---- exhaustive solver (ExhaustiveSolver) ---- */
 VEXA_API vexa_exhaustive_wrapper *vexa_exhaustive_wrapper_create(Model *m);
 VEXA_API void vexa_exhaustive_wrapper_destroy(vexa_exhaustive_wrapper *w);
+/* A search cut short by "time_limit" or a stop request returns the best of
+ * the states it visited, and its info has the pair "stopped_early" "1". */
 VEXA_API nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wrapper *w,
                                                              const vexa_param *params);
+/* Stop request, with the rules of vexa_nimba_solver_wrapper_terminate. */
+VEXA_API void vexa_exhaustive_wrapper_terminate(vexa_exhaustive_wrapper *w);
 
 /* ---- results ---- */
 VEXA_API void vexa_nimba_solver_result_energy(const nimba_solver_result *r, vexa_bigint *out);

@@ -43,6 +43,10 @@ public:
                              model_);
     }
 
+    // Asks the running search, or else the next one, to stop and return its
+    // best so far. Safe from another thread and from a signal handler.
+    void terminate() const noexcept { vexa_nimba_solver_wrapper_terminate(h_); }
+
 private:
     Model model_;
 };
@@ -62,6 +66,10 @@ public:
         const auto list = hpp_detail::param_list(pairs);
         return Result::adopt(vexa_exhaustive_wrapper_search(h_, list.data()), model_);
     }
+
+    // Asks the running search, or else the next one, to stop and return its
+    // best so far. Safe from another thread and from a signal handler.
+    void terminate() const noexcept { vexa_exhaustive_wrapper_terminate(h_); }
 
 private:
     Model model_;

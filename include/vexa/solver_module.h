@@ -75,6 +75,12 @@ typedef void *(*vexa_exhaustive_create_fn)(void *w, uint32_t bin_count, uint32_t
                                            const void *const *coef_lists, int32_t reserved);
 typedef void *(*vexa_exhaustive_search_fn)(void *h, ModuleSolution *best, const vexa_param *params);
 
+/* Both families: the address of the wrapper's stop byte, given once after
+ * create and valid until destroy. Every search polls it and, once it reads
+ * nonzero, ends soon and returns its best so far as usual. The module only
+ * reads the byte. */
+typedef void (*vexa_set_external_stop_fn)(void *h, const volatile uint8_t *stop);
+
 /* Integer form of the progress callback: ints points at int_count library
  * coefficients (may be null), bits may be null. */
 typedef double (*vexa_module_int_callback)(void *w, const vexa_bigint *energy, const uint64_t *bits,

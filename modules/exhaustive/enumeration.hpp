@@ -35,9 +35,17 @@ struct EnumerationControl {
     bool has_target = false;
     T target_rel = 0;          // target energy minus the model constant
     std::atomic<bool> *target_reached = nullptr;
+    const volatile uint8_t *external_stop = nullptr;  // the caller's stop byte, null if none
+    std::atomic<bool> *stop_requested = nullptr;      // set when that byte ended the search
 
+    // The search must end: time limit, target, or the caller's stop request.
     bool out_of_time() const {
         if (stop->load(std::memory_order_relaxed)) return true;
+        if (external_stop != nullptr && *external_stop != 0) {
+            stop_requested->store(true);
+            stop->store(true);
+            return true;
+        }
         if (time_limit >= 0.0 && clock->seconds() >= time_limit) {
             stop->store(true);
             return true;

@@ -19,6 +19,7 @@ namespace {
 
 struct ExhaustiveHandle {
     void *wrapper = nullptr;
+    const volatile uint8_t *external_stop = nullptr;  // the caller's stop byte, polled by every search
     ModelArrays arrays;
     std::mutex mutex;  // guards `info`
     InfoPairs info;
@@ -58,8 +59,9 @@ VEXA_API void vexa_exhaustive_destroy(void *h) { delete static_cast<ExhaustiveHa
 
 VEXA_API void *vexa_exhaustive_search(void *hp, ModuleSolution *best, const vexa_param *params) {
     auto *h = static_cast<ExhaustiveHandle *>(hp);
+    const Stopwatch clock;  // the time limit counts from here
     const SearchParams p = parse_search_params(kExhaustiveTag, params);
-    ExhaustiveOutcome out = run_exhaustive(h->arrays, p);
+    ExhaustiveOutcome out = run_exhaustive(h->arrays, p, clock, h->external_stop);
 
     check_returned_states(kExhaustiveTag, h->arrays, out.best_energy, &out.best_state, nullptr, out.list.entries,
                           out.threads);
@@ -72,6 +74,7 @@ VEXA_API void *vexa_exhaustive_search(void *hp, ModuleSolution *best, const vexa
     }
 
     InfoPairs info;
+    info.reserve(12);
     info.emplace_back("algorithm", out.block_path ? "gray-code enumeration with a tabulated low block"
                                                   : "gray-code enumeration");
     info.emplace_back("threads", std::to_string(out.threads));
@@ -81,6 +84,9 @@ VEXA_API void *vexa_exhaustive_search(void *hp, ModuleSolution *best, const vexa
     info.emplace_back("complete", out.complete ? "1" : "0");
     info.emplace_back("time_limit_reached", out.time_limit_reached ? "1" : "0");
     info.emplace_back("target_reached", out.target_reached ? "1" : "0");
+    // Cut short by the time limit or a stop request: the best is that of the
+    // states visited. A complete search has no such pair.
+    if (out.time_limit_reached || out.stop_requested) info.emplace_back("stopped_early", "1");
     info.emplace_back("search_time", fixed(out.seconds));
     info.emplace_back("states_per_second", fixed(out.seconds > 0 ? static_cast<double>(out.states) / out.seconds : 0.0));
     if (out.list.truncated) info.emplace_back("list_truncated", "1");
@@ -109,6 +115,10 @@ VEXA_API vexa_info_pair *vexa_exhaustive_get_info(void *hp) {
 }
 
 VEXA_API void vexa_exhaustive_free_info(vexa_info_pair *info) { info_free(info); }
+
+VEXA_API void vexa_exhaustive_set_external_stop(void *hp, const volatile uint8_t *stop) {
+    static_cast<ExhaustiveHandle *>(hp)->external_stop = stop;
+}
 
 VEXA_API void vexa_exhaustive_add_constraint(void *hp, const void *weight, const void *lower, const void *upper,
                                              const void *body_constant, uint64_t n_vars, const uint32_t *vars,

@@ -14,7 +14,8 @@ constexpr uint32_t kBlockBits = 12;     // the low block: 4096 states priced at 
 constexpr uint32_t kPartitionBits = 8;  // at most 256 partitions, shared out among the threads
 
 template <class T>
-ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &params, uint32_t threads) {
+ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &params, uint32_t threads,
+                            const Stopwatch &clock, const volatile uint8_t *external_stop) {
     ExhaustiveOutcome out;
     out.machine_word = std::is_same_v<T, int64_t>;
     out.threads = threads;
@@ -29,10 +30,11 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
     const uint64_t partitions = uint64_t(1) << fixed;
     out.partitions = static_cast<uint32_t>(partitions);
 
-    Stopwatch clock;
-    std::atomic<bool> stop{false}, target_reached{false};
+    std::atomic<bool> stop{false}, target_reached{false}, stop_requested{false};
     EnumerationControl<T> ctl;
     ctl.stop = &stop;
+    ctl.external_stop = external_stop;
+    ctl.stop_requested = &stop_requested;
     ctl.clock = &clock;
     ctl.time_limit = params.has_time_limit ? std::max(0.0, params.time_limit) : -1.0;
     ctl.has_target = params.has_target;
@@ -91,17 +93,19 @@ ExhaustiveOutcome run_typed(const CanonicalModel &canon, const SearchParams &par
     }
     out.best_energy = canon.c0 + to_coeff(best);
     out.target_reached = target_reached.load();
-    out.time_limit_reached = !out.complete && !out.target_reached;
+    out.stop_requested = !out.complete && !out.target_reached && stop_requested.load();
+    out.time_limit_reached = !out.complete && !out.target_reached && !out.stop_requested;
     return out;
 }
 
 }  // namespace
 
-ExhaustiveOutcome run_exhaustive(const ModelArrays &arrays, const SearchParams &params) {
+ExhaustiveOutcome run_exhaustive(const ModelArrays &arrays, const SearchParams &params, const Stopwatch &clock,
+                                 const volatile uint8_t *external_stop) {
     const CanonicalModel canon = canonicalize(kExhaustiveTag, arrays);
     const uint32_t threads = params.threads != 0 ? params.threads : default_thread_count();
-    if (fits_machine_word(canon)) return run_typed<int64_t>(canon, params, threads);
-    return run_typed<coeff_t>(canon, params, threads);
+    if (fits_machine_word(canon)) return run_typed<int64_t>(canon, params, threads, clock, external_stop);
+    return run_typed<coeff_t>(canon, params, threads, clock, external_stop);
 }
 
 }  // namespace vexa::mod

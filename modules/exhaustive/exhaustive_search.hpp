@@ -11,6 +11,7 @@
 #include "model_arrays.hpp"
 #include "search_params.hpp"
 #include "solution_list.hpp"
+#include "stopwatch.hpp"
 
 namespace vexa::mod {
 
@@ -29,6 +30,7 @@ struct ExhaustiveOutcome {
     bool complete = false;
     bool target_reached = false;
     bool time_limit_reached = false;
+    bool stop_requested = false;  // the caller's stop byte ended the search
     bool machine_word = false;
     bool block_path = false;
     uint32_t partitions = 0;
@@ -36,6 +38,9 @@ struct ExhaustiveOutcome {
     double seconds = 0.0;
 };
 
-ExhaustiveOutcome run_exhaustive(const ModelArrays &arrays, const SearchParams &params);
+// `clock` started when the search was entered: the time limit counts from
+// there. `external_stop` is the caller's stop byte (may be null).
+ExhaustiveOutcome run_exhaustive(const ModelArrays &arrays, const SearchParams &params, const Stopwatch &clock,
+                                 const volatile uint8_t *external_stop);
 
 }  // namespace vexa::mod

@@ -112,7 +112,10 @@ private:
         return false;
     }
 
+    // Costs a pass over the state (packing) and the shared lock: counted as
+    // work, so that a run of improvements cannot keep the clock unread.
     void offer(const std::vector<uint8_t> &x, const T &e) {
+        work_ += n_;
         pack_bits(x.data(), n_, words_.data());
         const ListGate gate = sh_.offer(c0_ + to_coeff(e), words_.data(), words_.size());
         gate_open_ = gate.open;
@@ -177,10 +180,12 @@ private:
         work_ += 64 + (fm_.adj_start[k + 1] - fm_.adj_start[k]);
     }
 
+    // Loading prices every coupling (and the selector is rebuilt after it):
+    // counted as work in proportion.
     void load_state(const std::vector<uint8_t> &x) {
         s_.load(x.data());
         key_ = state_key();
-        work_ += n_;
+        work_ += n_ + fm_.adj_start[n_];
     }
 
     uint64_t state_key() const {

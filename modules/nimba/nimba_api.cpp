@@ -90,10 +90,12 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     auto *h = static_cast<NimbaHandle *>(hp);
     if (h->arrays.integer_mode) fatal(kNimbaTag, "search called on a handle made by create_int (use search_int)");
     const SearchParams p = parse_search_params(kNimbaTag, params);
+    // The clock starts before the model is prepared: preparation is part of
+    // the time the caller gave.
+    SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
     const auto prep = prepared_of(h);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
-    SearchShared sh(p, g_callback.load(), h->wrapper);
     const SearchSchedule schedule;
     if (prep->machine_word) {
         run_binary_search<int64_t>(*prep->words, prep->canon.c0, sh, threads, seed, schedule);
@@ -123,7 +125,7 @@ VEXA_API void *vexa_nimba_solver_search_int(void *hp, ModuleSolution *best, cons
     const SearchParams p = parse_search_params(kNimbaTag, params);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
-    SearchShared sh(p, nullptr, nullptr);
+    SearchShared sh(p, nullptr, nullptr, h->external_stop);
     run_int_search(a, sh, threads, seed);
     for (uint32_t k = 0; k < a.int_count; ++k) {
         if (sh.best_ints[k] < a.int_lower[k] || sh.best_ints[k] > a.int_upper[k]) {
@@ -214,6 +216,10 @@ VEXA_API void vexa_nimba_solver_set_remainder(void *hp, const void *remainder_co
     auto *h = static_cast<NimbaHandle *>(hp);
     set_remainder_record(h->arrays, as_coeff(remainder_constant), n_terms, remainder_head,
                          remainder_vars, as_coeff(remainder_coeffs));
+}
+
+VEXA_API void vexa_nimba_solver_set_external_stop(void *hp, const volatile uint8_t *stop) {
+    static_cast<NimbaHandle *>(hp)->external_stop = stop;
 }
 
 }  // extern "C"

@@ -14,6 +14,7 @@ inline constexpr const char *kNimbaTag = "NimbaSolver";
 
 struct NimbaHandle {
     void *wrapper = nullptr;  // first argument of create, handed back to the callback
+    const volatile uint8_t *external_stop = nullptr;  // the caller's stop byte, polled by every search
     ModelArrays arrays;
     std::mutex mutex;  // guards `prepared` and `info`; searches run outside it
     std::shared_ptr<const PreparedModel> prepared;

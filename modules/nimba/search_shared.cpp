@@ -6,8 +6,9 @@
 
 namespace vexa::mod {
 
-SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx)
-    : list(list_for_params(p)), callback(cb), callback_ctx(cb_ctx) {
+SearchShared::SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx,
+                           const volatile uint8_t *external)
+    : list(list_for_params(p)), callback(cb), callback_ctx(cb_ctx), external_stop(external) {
     time_limit = p.has_time_limit ? p.time_limit : 10.0;
     has_target = p.has_target;
     target_energy = p.target_energy;

@@ -47,16 +47,30 @@ struct SearchShared {
 
     vexa_module_callback callback = nullptr;
     void *callback_ctx = nullptr;
+    // The caller's stop byte (set_external_stop), null if none.
+    const volatile uint8_t *external_stop = nullptr;
 
-    SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx);
+    // The clock starts here: construct this record when the search is
+    // entered, so that preparing the model counts against the time limit.
+    SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx,
+                 const volatile uint8_t *external = nullptr);
 
     // Sets `stop` once the time limit has passed; returns `stop`.
     bool check_clock() {
         if (clock.seconds() >= time_limit) stop.store(true, std::memory_order_relaxed);
-        return stop.load(std::memory_order_relaxed);
+        return stopped();
     }
 
-    bool stopped() const { return stop.load(std::memory_order_relaxed); }
+    // The search must end: the time limit, a reached target or the caller's
+    // stop byte.
+    bool stopped() {
+        if (stop.load(std::memory_order_relaxed)) return true;
+        if (external_stop != nullptr && *external_stop != 0) {
+            stop.store(true, std::memory_order_relaxed);
+            return true;
+        }
+        return false;
+    }
 
     // Records a state with its exact energy: the best (first found wins among
     // equals), the list, the callback on a new best, and the target test

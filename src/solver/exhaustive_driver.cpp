@@ -12,6 +12,7 @@
 #include "solver/modules.hpp"
 #include "solver/params.hpp"
 #include "solver/result.hpp"
+#include "solver/stop_request.hpp"
 
 using namespace vexa;
 
@@ -22,6 +23,7 @@ struct vexa_exhaustive_wrapper {
     std::vector<const uint32_t *> var_lists;
     std::vector<const void *> coef_lists;
     bool integer_mode = false;
+    mutable StopRequest stop;
 };
 
 namespace vexa {
@@ -47,6 +49,7 @@ vexa_exhaustive_wrapper *exhaustive_wrapper_create(std::shared_ptr<ModelImpl> mo
                          w->term_counts.data(), w->var_lists.data(), w->coef_lists.data(), -1);
     for (const NativeConstraint &c : model.native_constraints) hand_constraint(t, w->handle, c);
     if (model.has_remainder) call_set_remainder(t.set_remainder, w->handle, model);
+    if (t.set_external_stop != nullptr) t.set_external_stop(w->handle, w->stop.address());
     return w.release();
 }
 
@@ -56,8 +59,9 @@ void exhaustive_wrapper_destroy(vexa_exhaustive_wrapper *w) {
 }
 
 nimba_solver_result *exhaustive_wrapper_search(const vexa_exhaustive_wrapper &w, const vexa_param *params) {
+    const StopRequest::Scope scope(w.stop);
     const ModelImpl &model = *w.model;
-    if (w.integer_mode) return enumerate_integer_model(model, params);
+    if (w.integer_mode) return enumerate_integer_model(model, params, w.stop.address());
     const ExhaustiveModuleTable &t = exhaustive_module();
     const ModuleParams list = ModuleParams::copy(params);
     const uint32_t bin_count = static_cast<uint32_t>(model.var_count());
@@ -67,5 +71,7 @@ nimba_solver_result *exhaustive_wrapper_search(const vexa_exhaustive_wrapper &w,
     const double run_time = monotonic_seconds() - start;
     return module_search_result(t, w.handle, best, sols, run_time, model.scale, bin_count);
 }
+
+void exhaustive_wrapper_terminate(const vexa_exhaustive_wrapper &w) { w.stop.request(); }
 
 }  // namespace vexa

@@ -16,4 +16,6 @@ nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wrapper *w, 
     return exhaustive_wrapper_search(*w, params);
 }
 
+void vexa_exhaustive_wrapper_terminate(vexa_exhaustive_wrapper *w) { exhaustive_wrapper_terminate(*w); }
+
 }  // extern "C"

@@ -76,8 +76,11 @@ struct Found {
     double tts;
 };
 
+// The stop byte is read once per 4096 states.
+constexpr uint64_t kStopPollMask = 4095;
+
 template <class T>
-nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &settings) {
+nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &settings, const volatile uint8_t *stop) {
     const FlatProblem<T> p(m);
     const uint32_t nb = p.n_bin;
     const uint32_t n = p.total;
@@ -131,7 +134,12 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
     if (settings.best_list) best_list.push_back(Found{gray.pos(), 0.0});
 
     const FlatTerm<T> *terms = p.terms.data();
+    bool stopped_early = false;
     for (;;) {
+        if (((states - 1) & kStopPollMask) == 0 && stop != nullptr && *stop != 0) {
+            stopped_early = true;
+            break;
+        }
         const uint64_t i = gray.next_digit();
         if (i == n) break;
         T old_value = T(0);
@@ -180,8 +188,8 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
         for (uint32_t k = 0; k < p.n_int; ++k) ints[k] = m.int_lower[k] + pos[nb + k];
     };
 
-    // The last state, priced from scratch as a solution prices it, must
-    // agree with the running sum.
+    // The last state visited, priced from scratch as a solution prices it,
+    // must agree with the running sum.
     {
         std::vector<uint64_t> bits;
         std::vector<coeff_t> ints;
@@ -205,20 +213,22 @@ nimba_solver_result *run_enumeration(const ModelImpl &m, const EnumSettings &set
     r->info.emplace_back("run_time", seconds_text(monotonic_seconds() - t0));
     r->info.emplace_back("states", std::to_string(states));
     r->info.emplace_back("engine", "integer-cpu");
+    if (stopped_early) r->info.emplace_back("stopped_early", "1");
     add_machine_pairs(*r);
     return r.release();
 }
 
 }  // namespace
 
-nimba_solver_result *enumerate_integer_model(const ModelImpl &m, const vexa_param *params) {
+nimba_solver_result *enumerate_integer_model(const ModelImpl &m, const vexa_param *params,
+                                             const volatile uint8_t *stop) {
     const EnumSettings settings = read_settings(params);
     switch (choose_width(m, flat_max_abs(m))) {
-        case ArithWidth::w64: return run_enumeration<int64_t>(m, settings);
-        case ArithWidth::w128: return run_enumeration<int128>(m, settings);
+        case ArithWidth::w64: return run_enumeration<int64_t>(m, settings, stop);
+        case ArithWidth::w128: return run_enumeration<int128>(m, settings, stop);
         case ArithWidth::exact: break;
     }
-    return run_enumeration<coeff_t>(m, settings);
+    return run_enumeration<coeff_t>(m, settings, stop);
 }
 
 }  // namespace vexa

@@ -18,7 +18,11 @@ void check_enumeration_size(const ModelImpl &m);
 
 // Visits every state of the model in reflected mixed-radix Gray order on the
 // calling thread, keeping the energy by exact incremental updates, and
-// returns the best state. The only parameter is "best_energy_sols".
-nimba_solver_result *enumerate_integer_model(const ModelImpl &m, const vexa_param *params);
+// returns the best state. The only parameter is "best_energy_sols". A nonzero
+// `stop` byte (may be null), read every few thousand states, ends the
+// enumeration early: the result is the best state visited, and its info says
+// "stopped_early" "1".
+nimba_solver_result *enumerate_integer_model(const ModelImpl &m, const vexa_param *params,
+                                             const volatile uint8_t *stop);
 
 }  // namespace vexa

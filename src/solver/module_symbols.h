@@ -44,13 +44,15 @@
     X(search, vexa_nimba_search_fn, mandatory)           \
     VEXA_SHARED_MODULE_SYMBOLS(X)                        \
     X(create_int, vexa_nimba_create_int_fn, optional)    \
-    X(search_int, vexa_nimba_search_int_fn, optional)
+    X(search_int, vexa_nimba_search_int_fn, optional)    \
+    X(set_external_stop, vexa_set_external_stop_fn, optional)
 
 /* Exhaustive family, prefix vexa_exhaustive_, file exhaustive_cppint.so. */
 #define VEXA_EXHAUSTIVE_MODULE_SYMBOLS(X)               \
     X(create, vexa_exhaustive_create_fn, mandatory)     \
     X(search, vexa_exhaustive_search_fn, mandatory)     \
-    VEXA_SHARED_MODULE_SYMBOLS(X)
+    VEXA_SHARED_MODULE_SYMBOLS(X)                       \
+    X(set_external_stop, vexa_set_external_stop_fn, optional)
 
 /* Accelerated family, prefix vexa_tessix_, file tessix_cppint.so: the CPU
  * family, the constraint functions of both sides, the GPU binary family

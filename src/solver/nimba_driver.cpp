@@ -15,6 +15,7 @@
 #include "solver/modules.hpp"
 #include "solver/params.hpp"
 #include "solver/result.hpp"
+#include "solver/stop_request.hpp"
 #include "solver/unified.hpp"
 #include "solver/variant.hpp"
 
@@ -30,6 +31,7 @@ struct vexa_nimba_solver_wrapper {
     std::vector<uint8_t> constant_buf;
     bool int_model = false;
     void *handle = nullptr;
+    mutable StopRequest stop;
 };
 
 namespace {
@@ -55,11 +57,12 @@ nimba_solver_result *search_integer(const vexa_nimba_solver_wrapper &w, const ve
                                     const uint64_t *hint_bits, const coeff_t *hint_ints, uint64_t hint_int_count) {
     const ModelImpl &m = *w.model;
     if (hint_bits == nullptr && unified_requested() && unified_applicable(params, m, w.variant)) {
-        return nimba_unified_search(m, w.variant, params);
+        return nimba_unified_search(m, w.variant, params, w.stop.address());
     }
     IntSearchOpts opts;
     opts.solver_name = "NimbaSolver";
     opts.model = w.model;
+    opts.external_stop = w.stop.address();
     return nimba_int_search(m, opts, params, hint_bits, hint_ints, hint_int_count);
 }
 
@@ -102,6 +105,7 @@ vexa_nimba_solver_wrapper *nimba_wrapper_create(std::shared_ptr<ModelImpl> model
     check_capabilities(m, t, kNimbaBinaryNeeds, "nimbasolver_" + w->variant + ".so");
     for (const NativeConstraint &c : m.native_constraints) hand_constraint(t, w->handle, c);
     if (m.has_remainder) call_set_remainder(t.set_remainder, w->handle, m);
+    if (t.set_external_stop != nullptr) t.set_external_stop(w->handle, w->stop.address());
     return w.release();
 }
 
@@ -111,6 +115,7 @@ void nimba_wrapper_destroy(vexa_nimba_solver_wrapper *w) {
 }
 
 nimba_solver_result *nimba_wrapper_search(const vexa_nimba_solver_wrapper &w, const vexa_param *params, void *hint) {
+    const StopRequest::Scope scope(w.stop);
     if (w.int_model) {
         if (hint != nullptr) {
             fatal("NimbaSolver: hint on a native integer model requires the int-aware search path (update the vexa "
@@ -133,7 +138,10 @@ nimba_solver_result *nimba_wrapper_search_int(const vexa_nimba_solver_wrapper &w
                                               const uint64_t *hint_bits, const coeff_t *hint_ints,
                                               uint64_t hint_int_count) {
     if (!w.int_model) fatal("NimbaSolver: search_int called on a binary model.");
+    const StopRequest::Scope scope(w.stop);
     return search_integer(w, params, hint_bits, hint_ints, hint_int_count);
 }
+
+void nimba_wrapper_terminate(const vexa_nimba_solver_wrapper &w) { w.stop.request(); }
 
 }  // namespace vexa

@@ -27,4 +27,10 @@ nimba_solver_result *nimba_wrapper_search_int(const vexa_nimba_solver_wrapper &w
                                               const uint64_t *hint_bits, const coeff_t *hint_ints,
                                               uint64_t hint_int_count);
 
+// Asks the wrapper's running search, or else its next one, to stop and
+// return its best so far (the rule is in solver/stop_request.hpp). Only an
+// atomic store: safe from any thread and from a signal handler. A binary
+// model's search stops only if its module takes the stop byte.
+void nimba_wrapper_terminate(const vexa_nimba_solver_wrapper &w);
+
 }  // namespace vexa

@@ -25,4 +25,6 @@ nimba_solver_result *vexa_nimba_solver_wrapper_search_int(vexa_nimba_solver_wrap
     return nimba_wrapper_search_int(*w, params, hint_bits, static_cast<const coeff_t *>(hint_ints), hint_int_count);
 }
 
+void vexa_nimba_solver_wrapper_terminate(vexa_nimba_solver_wrapper *w) { nimba_wrapper_terminate(*w); }
+
 }  // extern "C"

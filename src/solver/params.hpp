@@ -60,7 +60,7 @@ struct IntSearchOpts {
     const uint64_t *hint_bits = nullptr;
     const coeff_t *hint_ints = nullptr;
     const char *solver_name = "NimbaSolver";
-    const volatile bool *external_stop = nullptr;
+    const volatile uint8_t *external_stop = nullptr;  // the wrapper's stop byte, nonzero = stop
     vexa_search_callback callback = nullptr;
     void *callback_ctx = nullptr;
     std::shared_ptr<ModelImpl> model;

@@ -27,7 +27,7 @@ bool unified_applicable(const vexa_param *params, const ModelImpl &m, const std:
 }
 
 nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string &variant,
-                                          const vexa_param *params) {
+                                          const vexa_param *params, const volatile uint8_t *stop) {
     const std::string word = variant.empty() ? "cppint" : variant;
     const std::string file = "nimbasolver_" + word + ".so";
     NimbaModuleTable &t = nimba_module(word.c_str());
@@ -48,6 +48,7 @@ nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string 
         }
         if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
     }
+    if (t.set_external_stop != nullptr && stop != nullptr) t.set_external_stop(h, stop);
     const ModuleParams list = ModuleParams::with_time_limit(params, true);
     ModuleSolutionBox best(n_bin);
     std::vector<coeff_t> ints(n_int, coeff_t(0));

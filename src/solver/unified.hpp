@@ -2,6 +2,7 @@
 // variables, chosen by VEXA_INT_UNIFIED.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "model/model.hpp"
@@ -17,8 +18,9 @@ bool unified_requested();
 // quadratic constraint body, and the variant word is empty or "cppint".
 bool unified_applicable(const vexa_param *params, const ModelImpl &m, const std::string &variant);
 
-// The heuristic module's create_int / search_int on the model.
+// The heuristic module's create_int / search_int on the model. `stop` (may
+// be null) is the caller's stop byte, handed to the module when it takes one.
 nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string &variant,
-                                          const vexa_param *params);
+                                          const vexa_param *params, const volatile uint8_t *stop);
 
 }  // namespace vexa

@@ -99,6 +99,45 @@ TEST(ModuleExactness, NegatedAndRepeatedLiteralsArePricedAsWritten) {
     }
 }
 
+// Objectives whose coefficients all lie below 2^60 in magnitude are
+// canonicalised in machine words, others exactly: coefficients drawn around
+// that bound (and far above it), on negated and repeated literals, must give
+// the brute-force minimum of the model and of its negation either way.
+TEST(ModuleExactness, CoefficientsAroundTheMachineWordBoundArePricedExactly) {
+    const coeff_t bound = coeff_t(1) << 60;
+    const std::vector<coeff_t> edges = {bound - 1, bound, bound + 1, coeff_t(1) << 62, coeff_t(1) << 70};
+    for (uint64_t seed = 1; seed <= 24; ++seed) {
+        std::mt19937_64 rng(seed * 104729);
+        const bool wide = seed % 3 != 0;  // one seed in three stays below the bound
+        auto coefficient = [&]() -> coeff_t {
+            coeff_t c = wide && rng() % 4 == 0 ? edges[rng() % edges.size()] : coeff_t(rng() % 2000) + 1;
+            if (!wide && rng() % 4 == 0) c = bound - 1 - coeff_t(rng() % 1000);
+            return rng() % 2 ? coeff_t(-c) : c;
+        };
+        auto literal = [&](uint32_t v) { return v | ((rng() & 1) ? 0x80000000u : 0u); };
+        TestModel m;
+        m.bin_count = 7;
+        m.constant = coefficient();
+        for (int t = 0; t < 12; ++t) {
+            const uint32_t a = static_cast<uint32_t>(rng() % 7), b = static_cast<uint32_t>(rng() % 7);
+            m.add_linear(literal(a), coefficient());
+            m.add_quadratic(literal(a), literal(b), coefficient());
+        }
+        TestModel negated = m;
+        negated.constant = -m.constant;
+        for (coeff_t &c : negated.coef1) c = -c;
+        for (coeff_t &c : negated.coef2) c = -c;
+        for (const TestModel *model : {&m, &negated}) {
+            const BruteForce bf = brute_force(*model);
+            const Outcome ex = solve(built_exhaustive_module(), *model, {});
+            EXPECT_EQ(ex.energy, bf.best) << "seed " << seed;
+            EXPECT_EQ(reference_energy(*model, ex.bits), ex.energy) << "seed " << seed;
+            const Outcome nb = solve(built_nimba_module(), *model, {{"time_limit", "0.05"}, {"threads", "1"}});
+            EXPECT_EQ(reference_energy(*model, nb.bits), nb.energy) << "seed " << seed;
+        }
+    }
+}
+
 TEST(ModuleExactness, RemainderIsNotPricedTwice) {
     // The remainder already sits in the term arrays; the module also receives
     // it separately and must not add it again.

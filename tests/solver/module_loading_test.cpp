@@ -99,7 +99,8 @@ TEST(ModuleSymbols, EachFamilyListsItsContractInLookupOrder) {
     std::vector<std::string> nimba = {"create:mandatory", "search:mandatory"};
     nimba.insert(nimba.end(), shared.begin(), shared.end());
     std::vector<std::string> exhaustive = nimba;
-    nimba.insert(nimba.end(), {"create_int:optional", "search_int:optional"});
+    nimba.insert(nimba.end(), {"create_int:optional", "search_int:optional", "set_external_stop:optional"});
+    exhaustive.push_back("set_external_stop:optional");
     EXPECT_EQ(row_words<NimbaModuleTable>(), nimba);
     EXPECT_EQ(row_words<ExhaustiveModuleTable>(), exhaustive);
     const std::vector<std::string> tessix = {

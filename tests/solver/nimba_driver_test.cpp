@@ -201,6 +201,48 @@ TEST_F(NimbaDriver, AModuleWithoutGetInfoGivesNoModulePairs) {
     });
 }
 
+// The module gets the wrapper's stop byte once, after the constraints; what
+// each search saw of it shows the rule: a request made between searches is
+// seen by the next search, and every search call clears it on return.
+TEST_F(NimbaDriver, TheStopByteReachesTheModuleAndEachSearchCallClearsIt) {
+    ModelPtr m = constrained_binary_model(false);
+    NimbaPtr w(vexa_nimba_solver_wrapper_create(m.get()));
+    mock::Record &rec = record();
+    ASSERT_NE(rec.external_stop, nullptr);
+    EXPECT_EQ(*rec.external_stop, 0);
+    ResultPtr(vexa_nimba_solver_wrapper_search(w.get(), nullptr, nullptr));
+    vexa_nimba_solver_wrapper_terminate(w.get());
+    EXPECT_EQ(*rec.external_stop, 1);
+    vexa_nimba_solver_wrapper_terminate(w.get());  // a second request changes nothing
+    ResultPtr(vexa_nimba_solver_wrapper_search(w.get(), nullptr, nullptr));
+    EXPECT_EQ(*rec.external_stop, 0);
+    ResultPtr(vexa_nimba_solver_wrapper_search(w.get(), nullptr, nullptr));
+    ASSERT_EQ(rec.searches.size(), 3u);
+    EXPECT_EQ(rec.searches[0].stop_seen, 0);
+    EXPECT_EQ(rec.searches[1].stop_seen, 1);
+    EXPECT_EQ(rec.searches[2].stop_seen, 0);
+    // Each wrapper has its own byte.
+    NimbaPtr other(vexa_nimba_solver_wrapper_create(m.get()));
+    EXPECT_NE(rec.external_stop, nullptr);
+    vexa_nimba_solver_wrapper_terminate(w.get());
+    EXPECT_EQ(*rec.external_stop, 0);
+}
+
+TEST_F(NimbaDriver, AModuleThatTakesNoStopByteStillLoadsAndSearches) {
+    EnvScope other("VEXA_LIB_DIR", mock_dir("nimba_no_set_external_stop").c_str());
+    EXPECT_IN_CHILD([this]() -> std::string {
+        ModelPtr m = constrained_binary_model(false);
+        NimbaPtr w(vexa_nimba_solver_wrapper_create(m.get()));
+        vexa_nimba_solver_wrapper_terminate(w.get());
+        mock::Record &rec = mock_at(mock_dir("nimba_no_set_external_stop") + "/nimbasolver_cppint.so");
+        rec.reply.best.energy = 7;
+        ResultPtr r(vexa_nimba_solver_wrapper_search(w.get(), nullptr, nullptr));
+        if (rec.external_stop != nullptr) return "the module got a stop byte";
+        if (rec.searches.size() != 1 || rec.searches[0].stop_seen != -1) return "search not made";
+        return result_energy(r.get()) == 7 ? "" : "wrong energy";
+    });
+}
+
 TEST_F(NimbaDriver, MissingCapabilitiesFailAtCreation) {
     ModelPtr full = constrained_binary_model(true);
     ExprPtr objective(vexa_expr_create_var(x));

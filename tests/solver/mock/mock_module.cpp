@@ -45,6 +45,7 @@ void write_answer(const mock::Answer &a, vexa_bigint *energy, uint64_t *bits, ui
 
 void *answer(ModuleSolution *best, const vexa_param *params, void *hint) {
     mock::Search s;
+    s.stop_seen = g_record.external_stop != nullptr ? *g_record.external_stop : -1;
     for (const vexa_param *p = params; p->key != nullptr; ++p) s.params.emplace_back(p->key, p->value);
     s.hint = hint;
     s.var_count = *best->var_count;
@@ -229,6 +230,10 @@ MOCK_EXPORT void FN(set_remainder)(void *, const void *constant, uint64_t n_term
     g_record.rem_vars = vars;
     g_record.rem_coeffs = coeffs;
 }
+
+// Recorded apart from `calls`, so that call sequences read as they did
+// before modules took the stop byte.
+MOCK_EXPORT void FN(set_external_stop)(void *, const volatile uint8_t *stop) { g_record.external_stop = stop; }
 
 // The mock defines every function of its family's list, with the list's types.
 #ifdef MOCK_EXHAUSTIVE

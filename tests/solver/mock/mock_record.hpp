@@ -32,6 +32,7 @@ struct Search {
     std::vector<std::pair<std::string, std::string>> params;
     void *hint = nullptr;
     uint32_t var_count = 0, word_count = 0;
+    int stop_seen = -1;  // the stop byte when the search began; -1 without one
 };
 
 struct Answer {
@@ -73,6 +74,7 @@ struct Record {
     std::vector<void *> destroyed;
     int lists_destroyed = 0;
     int info_freed = 0;
+    const volatile uint8_t *external_stop = nullptr;  // set_external_stop
     Reply reply;
 
     void clear() { *this = Record(); }
