@@ -4,10 +4,17 @@
 // printed assignment.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <filesystem>
 #include <regex>
 #include <sstream>
+#include <thread>
 #include <nlohmann/json.hpp>
 
 #include "tools/tool_util.hpp"
@@ -415,6 +422,82 @@ TEST(Cli, ThreadCountFollowsTheEnvironment) {
     EXPECT_EQ(threads("", "VEXA_NUM_THREADS=3"), 3);
     EXPECT_EQ(threads(" --threads 2", "VEXA_NUM_THREADS=1"), 2);
     EXPECT_EQ(threads(" --threads 1", "VEXA_NUM_THREADS=3"), 1);
+}
+
+namespace ctrl_c {
+
+// Starts the tool with `args`, its output in dir/stdout and dir/stderr.
+pid_t start_tool(const std::string &dir, const std::vector<std::string> &args) {
+    posix_spawn_file_actions_t fa;
+    posix_spawn_file_actions_init(&fa);
+    posix_spawn_file_actions_addopen(&fa, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&fa, STDOUT_FILENO, (dir + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&fa, STDERR_FILENO, (dir + "/stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::vector<char *> argv;
+    std::string tool = VEXA_TOOL_PATH;
+    argv.push_back(tool.data());
+    std::vector<std::string> copy = args;
+    for (std::string &a : copy) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    const int rc = posix_spawn(&pid, tool.c_str(), &fa, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&fa);
+    return rc == 0 ? pid : -1;
+}
+
+// The exit status, or -1 if the process has not ended within `seconds`
+// (it is then killed).
+int wait_status(pid_t pid, double seconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    int st = 0;
+    while (std::chrono::steady_clock::now() < end) {
+        if (waitpid(pid, &st, WNOHANG) == pid) return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, &st, 0);
+    return -1;
+}
+
+}  // namespace ctrl_c
+
+TEST(Cli, ASignalStopsTheSearchAndTheBestIsPrinted) {
+    if (!have_module("nimbasolver_cppint.so") || !have_module("exhaustive_cppint.so")) {
+        GTEST_SKIP() << "solver modules not built";
+    }
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::mt19937_64 rng(97531);
+    const Problem small = test::random_problem(rng, Format::gset, 40, 120);
+    const Problem big = test::random_problem(rng, Format::gset, 300, 1200);
+    test::write_file(dir + "/small.gset", test::write_problem(small));
+    test::write_file(dir + "/big.gset", test::write_problem(big));
+    struct Case {
+        const char *solver;
+        const char *file;
+        int sig;
+        const Problem *p;
+    };
+    // The exhaustive search over 40 variables and the heuristic one with a
+    // minute's limit would both run far past the signal.
+    for (const Case c : {Case{"nimba", "big.gset", SIGINT, &big}, Case{"nimba", "big.gset", SIGTERM, &big},
+                         Case{"exhaustive", "small.gset", SIGINT, &small}}) {
+        SCOPED_TRACE(std::string(c.solver) + " signal " + std::to_string(c.sig));
+        const auto start = std::chrono::steady_clock::now();
+        const pid_t pid = ctrl_c::start_tool(
+            dir, {"solve", dir + "/" + c.file, "--json", "--quiet", "--solver", c.solver, "--time-limit", "60"});
+        ASSERT_GT(pid, 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        kill(pid, c.sig);
+        const int status = ctrl_c::wait_status(pid, 30.0);
+        const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        ASSERT_EQ(status, 128 + c.sig) << test::read_file(dir + "/stderr");
+        EXPECT_LT(took, 40.0);
+        const auto j = nlohmann::json::parse(test::read_file(dir + "/stdout"));
+        const std::vector<int> x = j["assignment"].get<std::vector<int>>();
+        ASSERT_EQ(x.size(), c.p->n);
+        EXPECT_EQ(library_energy(*c.p, x), Int(std::to_string(j["energy"].get<int64_t>())));
+    }
 }
 
 }  // namespace

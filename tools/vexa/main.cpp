@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "interrupt.hpp"
 #include "problem_expr.hpp"
 #include "progress.hpp"
 #include "readers/readers.hpp"
@@ -236,11 +237,13 @@ std::string solve(const Settings &s) {
     std::optional<vexa::Result> result;
     if (s.solver == "nimba") {
         const vexa::NimbaSolver solver(model);
+        const StopTarget stop(solver);
         watch_best(module);
         const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
         result = solver.search(options);
     } else {
         const vexa::ExhaustiveSolver solver(model);
+        const StopTarget stop(solver);
         const Progress progress(!s.quiet, s.time_limit, nullptr);
         result = solver.search(options);
     }
@@ -328,8 +331,10 @@ int main(int argc, char **argv) {
         return kInputError;
     }
     try {
+        install_stop_handlers();
         const std::string out = solve(s);
         std::cout << out << std::flush;
+        if (const int status = interrupt_status(); status != 0) return status;
         return std::cout ? 0 : 1;
     } catch (const ReadError &e) {
         std::cerr << e.what() << "\n";
