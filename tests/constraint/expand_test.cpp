@@ -63,22 +63,6 @@ coeff_t min_over(const ExprImpl *e, Values values, const std::vector<uint32_t> &
     return best;
 }
 
-ExprPtr random_body(std::mt19937_64 &rng, const std::vector<uint32_t> &vars, bool linear) {
-    ExprPtr e(vexa_expr_create_int(In(static_cast<int>(rng() % 7) - 3).get()));
-    for (uint32_t t = 0, n = 1 + rng() % 4; t < n; ++t) {
-        const uint32_t a = vars[rng() % vars.size()];
-        const uint32_t b = vars[rng() % vars.size()];
-        const In c(static_cast<int>(rng() % 7) - 3);
-        if (linear || a == b || rng() % 2) {
-            vexa_expr_iadd_raw_term(e.get(), c.get(), &a, 1);
-        } else {
-            const uint32_t two[2] = {std::min(a, b), std::max(a, b)};
-            vexa_expr_iadd_raw_term(e.get(), c.get(), two, 2);
-        }
-    }
-    return ExprPtr(vexa_expr_simplify_as_binary(e.get()));
-}
-
 TEST(BetweenPenalty, ZeroExactlyOnTheRangeAtLeastOneOutside) {
     for (uint64_t seed = 1; seed <= 120; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

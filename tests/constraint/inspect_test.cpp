@@ -71,24 +71,6 @@ coeff_t distance(const Spec &s, const coeff_t &b) {
     return 0;
 }
 
-// A random body over the variables: canonical, no negated literals, linear
-// when `linear`.
-ExprPtr random_body(std::mt19937_64 &rng, const std::vector<uint32_t> &vars, bool linear) {
-    ExprPtr e(vexa_expr_create_int(In(static_cast<int>(rng() % 7) - 3).get()));
-    for (uint32_t t = 0, n = 1 + rng() % 4; t < n; ++t) {
-        const uint32_t a = vars[rng() % vars.size()];
-        const uint32_t b = vars[rng() % vars.size()];
-        const In c(static_cast<int>(rng() % 7) - 3);
-        if (linear || a == b || rng() % 2) {
-            vexa_expr_iadd_raw_term(e.get(), c.get(), &a, 1);
-        } else {
-            const uint32_t two[2] = {std::min(a, b), std::max(a, b)};
-            vexa_expr_iadd_raw_term(e.get(), c.get(), two, 2);
-        }
-    }
-    return ExprPtr(vexa_expr_simplify_as_binary(e.get()));
-}
-
 Problem random_problem(std::mt19937_64 &rng) {
     vexa_var_reset();
     Problem p;

@@ -1,7 +1,10 @@
 // Makes constraint-table records directly, for tests of the attr word.
 #pragma once
 
+#include <algorithm>
 #include <memory>
+#include <random>
+#include <vector>
 
 #include "constraint/attr.hpp"
 #include "support/expr_util.hpp"
@@ -47,6 +50,24 @@ inline std::vector<std::pair<uint32_t, coeff_t>> items_of(const ExprImpl *e) {
     std::vector<std::pair<uint32_t, coeff_t>> out;
     for (const SumItem &item : sum_of(e).items) out.emplace_back(item.id, item.weight);
     return out;
+}
+
+// A random body over the variables: canonical, no negated literals, linear
+// when `linear`.
+inline ExprPtr random_body(std::mt19937_64 &rng, const std::vector<uint32_t> &vars, bool linear) {
+    ExprPtr e(vexa_expr_create_int(In(static_cast<int>(rng() % 7) - 3).get()));
+    for (uint32_t t = 0, n = 1 + rng() % 4; t < n; ++t) {
+        const uint32_t a = vars[rng() % vars.size()];
+        const uint32_t b = vars[rng() % vars.size()];
+        const In c(static_cast<int>(rng() % 7) - 3);
+        if (linear || a == b || rng() % 2) {
+            vexa_expr_iadd_raw_term(e.get(), c.get(), &a, 1);
+        } else {
+            const uint32_t two[2] = {std::min(a, b), std::max(a, b)};
+            vexa_expr_iadd_raw_term(e.get(), c.get(), two, 2);
+        }
+    }
+    return ExprPtr(vexa_expr_simplify_as_binary(e.get()));
 }
 
 }  // namespace vexa::test
