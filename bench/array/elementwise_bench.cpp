@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "common/measure.hpp"
 #include "array/array.hpp"
 #include "core/parallel.hpp"
 #include "expr/expr.hpp"
@@ -16,9 +17,7 @@
 
 namespace {
 
-double seconds_since(std::chrono::steady_clock::time_point t0) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-}
+using namespace vexa::bench;
 
 template <class F>
 double best_of(int runs, F &&f) {

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "common/measure.hpp"
 #include "core/parallel.hpp"
 #include "expr/expr.hpp"
 #include "vexa/expr.h"
@@ -22,23 +23,7 @@
 
 namespace {
 
-double seconds_since(std::chrono::steady_clock::time_point t0) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-}
-
-void reset_peak() {
-    std::ofstream("/proc/self/clear_refs") << "5";
-}
-
-// A memory figure of /proc/self/status ("VmHWM:", "VmRSS:") in MiB.
-double status_mib(const std::string &key) {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind(key, 0) == 0) return std::stod(line.substr(key.size())) / 1024.0;
-    }
-    return 0;
-}
+using namespace vexa::bench;
 
 }  // namespace
 

@@ -21,11 +21,14 @@
 #include <string>
 #include <vector>
 
+#include "common/measure.hpp"
 #include "problem_expr.hpp"
 #include "readers/readers.hpp"
 #include "vexa/vexa.hpp"
 
 namespace {
+
+using namespace vexa::bench;
 
 struct Case {
     const char *name;
@@ -48,20 +51,6 @@ double cpu_seconds() {
     getrusage(RUSAGE_SELF, &u);
     return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
            static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec) * 1e-6;
-}
-
-double seconds_since(std::chrono::steady_clock::time_point t0) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-}
-
-// A figure of /proc/self/status in KiB ("VmHWM:", "VmRSS:").
-uint64_t status_kib(const std::string &key) {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind(key, 0) == 0) return std::strtoull(line.c_str() + key.size(), nullptr, 10);
-    }
-    return 0;
 }
 
 // Writes the case's file: a qbsolv file of random couplers (a few repeat)
@@ -114,7 +103,7 @@ void generate(const Case &c, const std::string &path) {
 
 // Reads and models one file; prints one row.
 void run_case(const Case &c, const std::string &path) {
-    std::ofstream("/proc/self/clear_refs") << "5";  // restart the peak from here
+    reset_peak();
     const uint64_t rss0 = status_kib("VmRSS:");
     const double cpu0 = cpu_seconds();
     const auto t0 = std::chrono::steady_clock::now();

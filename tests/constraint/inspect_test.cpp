@@ -22,7 +22,7 @@ using vexa::coeff_t;
 enum class Kind { range, allowed, abs, relu };
 
 // What the test itself knows of one declared item.
-struct Spec {
+struct Declared {
     Kind kind;
     ExprPtr body;
     coeff_t lo, hi, weight;
@@ -33,7 +33,7 @@ struct Spec {
 struct Problem {
     std::vector<uint32_t> vars;
     ExprPtr objective;  // plain
-    std::vector<Spec> specs;
+    std::vector<Declared> declared;
     ExprPtr free_part;  // may be null
     ExprPtr expr;       // objective plus every weighted constraint
 };
@@ -57,7 +57,7 @@ coeff_t gap(const coeff_t &b, const coeff_t &lo, const coeff_t &hi) {
     return 0;
 }
 
-coeff_t distance(const Spec &s, const coeff_t &b) {
+coeff_t distance(const Declared &s, const coeff_t &b) {
     switch (s.kind) {
         case Kind::range: return gap(b, s.lo, s.hi);
         case Kind::abs: return b < 0 ? coeff_t(-b) : b;
@@ -83,7 +83,7 @@ Problem random_problem(std::mt19937_64 &rng) {
     }
     p.expr.reset(vexa_expr_clone(p.objective.get()));
     for (uint32_t c = 0, n = 1 + rng() % 4; c < n; ++c) {
-        Spec s;
+        Declared s;
         s.kind = static_cast<Kind>(rng() % 4);
         // The model keeps shapes and allowed sets on linear bodies only.
         s.body = random_body(rng, p.vars, s.kind != Kind::range);
@@ -114,7 +114,7 @@ Problem random_problem(std::mt19937_64 &rng) {
         }
         if (s.weight != 1) vexa_expr_imul_int(cons.get(), In(s.weight).get());
         vexa_expr_iadd_expr(p.expr.get(), cons.get());
-        p.specs.push_back(std::move(s));
+        p.declared.push_back(std::move(s));
     }
     if (rng() % 2) {
         p.free_part = random_body(rng, p.vars, false);
@@ -132,7 +132,7 @@ TEST(ConstraintInspection, AgreesWithAnIndependentCountAndPricing) {
         std::mt19937_64 rng(seed);
         Problem p = random_problem(rng);
         ASSERT_TRUE(vexa_expr_is_declared(p.expr.get()));
-        const uint64_t n_items = p.specs.size() + (p.free_part ? 1 : 0);
+        const uint64_t n_items = p.declared.size() + (p.free_part ? 1 : 0);
         ASSERT_EQ(vexa_cons_item_count(p.expr.get()), n_items);
         ModelPtr m(vexa_model_create(p.expr.get()));
         for (int mask = 0; mask < 32; ++mask) {
@@ -146,26 +146,26 @@ TEST(ConstraintInspection, AgreesWithAnIndependentCountAndPricing) {
             }
             coeff_t expected = value_of(p.objective.get(), p.vars, bits);
             uint64_t broken = 0;
-            for (size_t i = 0; i < p.specs.size(); ++i) {
-                const Spec &spec = p.specs[i];
-                const coeff_t b = value_of(spec.body.get(), p.vars, bits);
-                const coeff_t d = distance(spec, b);
-                const uint32_t k = spec.kind == Kind::abs || spec.kind == Kind::relu ? spec.k : 2;
-                expected += spec.weight * (k == 2 ? coeff_t(d * d) : d);
-                if (d != 0 && k == 2 && (spec.kind == Kind::range || spec.kind == Kind::allowed)) ++broken;
+            for (size_t i = 0; i < p.declared.size(); ++i) {
+                const Declared &item = p.declared[i];
+                const coeff_t b = value_of(item.body.get(), p.vars, bits);
+                const coeff_t d = distance(item, b);
+                const uint32_t k = item.kind == Kind::abs || item.kind == Kind::relu ? item.k : 2;
+                expected += item.weight * (k == 2 ? coeff_t(d * d) : d);
+                if (d != 0 && k == 2 && (item.kind == Kind::range || item.kind == Kind::allowed)) ++broken;
 
                 Out value, lo, hi, dist, weight;
                 ASSERT_EQ(vexa_cons_item_eval(p.expr.get(), i, s.get(), &value, &lo, &hi, &dist, &weight), 1);
                 EXPECT_EQ(value.value(), b) << "item " << i;
                 EXPECT_EQ(dist.value(), d) << "item " << i;
-                EXPECT_EQ(weight.value(), spec.weight) << "item " << i;
+                EXPECT_EQ(weight.value(), item.weight) << "item " << i;
             }
             if (p.free_part) {
                 const coeff_t r = value_of(p.free_part.get(), p.vars, bits);
                 expected += r;
                 if (r != 0) ++broken;
                 Out value, lo, hi, dist, weight;
-                ASSERT_EQ(vexa_cons_item_eval(p.expr.get(), p.specs.size(), s.get(), &value, &lo, &hi, &dist, &weight),
+                ASSERT_EQ(vexa_cons_item_eval(p.expr.get(), p.declared.size(), s.get(), &value, &lo, &hi, &dist, &weight),
                           1);
                 EXPECT_EQ(dist.value(), r);
                 EXPECT_EQ(lo.value(), 0);
