@@ -222,29 +222,46 @@ void contract_int(const Plan &plan, const std::vector<uint64_t> &base, uint64_t 
     });
 }
 
-// One step without expression inputs: one monomial, or a constant.
-void add_monomial(const Plan &plan, const std::vector<uint64_t> &off, ExprImpl &acc) {
-    coeff_t coef = 1;
+// One step without expression inputs: one monomial, or a constant. The
+// monomial is handed to emit(term); a constant is added to `constant`.
+// The first integer factor is copied rather than multiplied into a 1.
+template <class Emit>
+void monomial(const Plan &plan, const std::vector<uint64_t> &off, coeff_t &constant, Emit &&emit) {
+    coeff_t coef;
+    bool unit = true;
+    auto scale = [&](const coeff_t &c) {
+        if (unit) {
+            coef = c;
+            unit = false;
+        } else {
+            coef *= c;
+        }
+    };
     TermImpl t{};
     for (int k = 0; k < plan.n; ++k) {
         switch (plan.tags[k]) {
             case 0: t.vars.append(static_cast<const ArrayImpl<unsigned int> *>(plan.arrays[k])->data[off[k]]); break;
-            case 1: coef *= static_cast<const ArrayImpl<coeff_t> *>(plan.arrays[k])->data[off[k]]; break;
+            case 1: scale(static_cast<const ArrayImpl<coeff_t> *>(plan.arrays[k])->data[off[k]]); break;
             default: {
                 const TermImpl &e = static_cast<const ArrayImpl<TermImpl> *>(plan.arrays[k])->data[off[k]];
-                coef *= e.coeff;
+                scale(e.coeff);
                 t.vars.append(e.vars);
                 break;
             }
         }
-        if (coef.is_zero()) return;
+        if (!unit && coef.is_zero()) return;
     }
+    if (unit) coef = 1;
     if (t.vars.degree() == 0) {
-        acc.constant += coef;
+        constant += coef;
         return;
     }
     t.coeff = std::move(coef);
-    acc.add_term(std::move(t));
+    emit(std::move(t));
+}
+
+void add_monomial(const Plan &plan, const std::vector<uint64_t> &off, ExprImpl &acc) {
+    monomial(plan, off, acc.constant, [&](TermImpl &&t) { acc.add_term(std::move(t)); });
 }
 
 // One step with an expression input: the expression product of every element.
@@ -286,9 +303,50 @@ void over_sum_chunks(uint64_t sum_total, uint32_t threads, Fn &&fn) {
     for (auto &t : pool) t.join();
 }
 
+// One output element with all threads. Without expression inputs a step
+// yields at most one term, so the element's tail is reserved for the whole
+// sum range up front and chunk c writes its terms straight into the slots
+// from its first sum index on. The element then
+// holds the same terms in the same order as the partial-sum way, without a
+// second block and a move of every term; only chunks after a step that gave
+// no term (a zero or a constant) are slid down to close the gap.
+ExprImpl split_monomial_element(const Plan &plan, uint64_t o, uint32_t threads) {
+    const std::vector<uint64_t> base = output_bases(plan, o);
+    ExprImpl element;
+    element.reserve_tail(plan.sum_total);
+    TermImpl *slots = element.data;
+    std::vector<coeff_t> constants(threads);
+    std::vector<uint64_t> counts(threads, 0);
+    over_sum_chunks(plan.sum_total, threads, [&](uint32_t c, uint64_t s0, uint64_t s1) {
+        TermImpl *at = slots + s0;
+        uint64_t n = 0;
+        walk_sum(plan, base, s0, s1, [&](const std::vector<uint64_t> &off) {
+            monomial(plan, off, constants[c], [&](TermImpl &&t) { new (at + n++) TermImpl(std::move(t)); });
+        });
+        counts[c] = n;
+    });
+    uint64_t end = 0;
+    for (uint32_t c = 0; c < threads; ++c) {
+        element.constant += constants[c];
+        const uint64_t from = chunk_edge(plan.sum_total, c, threads);
+        if (from != end) {
+            // Slots below `from` past `end` are free, and those of this chunk
+            // are emptied in rising order, so each target slot is free.
+            for (uint64_t i = 0; i < counts[c]; ++i) {
+                new (slots + end + i) TermImpl(std::move(slots[from + i]));
+                slots[from + i].~TermImpl();
+            }
+        }
+        end += counts[c];
+    }
+    element.size = end;
+    return element;
+}
+
 // One output element with all threads: partial sums over chunks of the sum
 // range, whose terms are then moved into the element's tail in chunk order.
 ExprImpl split_expr_element(const Plan &plan, uint64_t o, uint32_t threads) {
+    if (!plan.has_expr_input) return split_monomial_element(plan, o, threads);
     const std::vector<uint64_t> base = output_bases(plan, o);
     std::vector<ExprImpl> partials(threads);
     over_sum_chunks(plan.sum_total, threads, [&](uint32_t c, uint64_t s0, uint64_t s1) {

@@ -350,6 +350,47 @@ TEST_F(Einsum, QuadraticFormSplitOverThreadsKeepsTheTermOrder) {
     EXPECT_EQ(terms[0][0].size(), nonzero);
 }
 
+TEST_F(Einsum, SplitSumWithConstantsAndZerosMatchesOneThread) {
+    // Steps that give a constant or nothing leave gaps between the chunks of
+    // a split element; the terms must still come out dense and in order.
+    const uint64_t seed = 8812;
+    std::mt19937_64 rng(seed);
+    const uint64_t n = 150000;
+    Input t;
+    t.tag = 2;
+    t.terms.reset(vexa_array_term_create(&n, 1));
+    VarArr names(vexa_array_var_create_named("g", &n, 1));
+    std::vector<coeff_t> c(n);
+    coeff_t constant = 0;
+    uint64_t nonzero = 0;
+    for (uint64_t i = 0; i < n; ++i) {
+        const uint64_t kind = rng() % 4;  // 0: a constant term, 1: a zero factor
+        const int coef = int(rng() % 7) + 1;
+        TermPtr term(vexa_term_create(In(coef).get()));
+        if (kind != 0) vexa_term_mul_var(term.get(), vexa_array_var_get(names.get(), i));
+        vexa_array_term_set(t.terms.get(), i, term.get());
+        c[i] = kind == 1 ? coeff_t(0) : coeff_t(int(rng() % 5) - 2);
+        if (kind == 0) {
+            constant += c[i] * coef;
+        } else {
+            nonzero += c[i] != 0;
+        }
+    }
+    Input ci = int_input({n}, c);
+    std::vector<std::vector<FlatTerm>> terms[2];
+    coeff_t constants[2];
+    for (int pass = 0; pass < 2; ++pass) {
+        ThreadScope scope(pass == 0 ? 1 : 3);
+        ExprArr r(static_cast<vexa_expr_array *>(call("i,i->", {&ci, &t}, 1, 0)));
+        terms[pass] = all_terms(r.get());
+        constants[pass] = raw(r.get()).data[0].constant;
+    }
+    EXPECT_EQ(terms[0], terms[1]) << "seed " << seed;
+    EXPECT_EQ(constants[0], constants[1]) << "seed " << seed;
+    EXPECT_EQ(constants[0], constant);
+    EXPECT_EQ(terms[0][0].size(), nonzero);
+}
+
 TEST_F(Einsum, ManyOutputsAreTheSameOnOneThreadAndMany) {
     const uint64_t seed = 808;
     std::mt19937_64 rng(seed);
