@@ -14,6 +14,7 @@
 #include "vexa/array.h"
 #include "vexa/constraint.h"
 #include "vexa/expr.h"
+#include "vexa/ilp.h"
 #include "vexa/model.h"
 #include "vexa/sol.h"
 #include "vexa/solver.h"

@@ -6,6 +6,7 @@
 #include "core/bigint.hpp"
 #include "core/fatal.hpp"
 #include "core/literal.hpp"
+#include "model/ilp.hpp"
 #include "model/model.hpp"
 #include "model/sol.hpp"
 #include "vexa/model.h"
@@ -13,13 +14,6 @@
 using namespace vexa;
 
 namespace vexa {
-const char *const kIlpNonlinearMessage =
-    "MIP/ILP solvers do not support nonlinear (degree>=2) constraint bodies inside cons(). Call expand_cons() on "
-    "the expression to get the classic penalty form, or use a bundled heuristic solver "
-    "(NimbaSolver/ExhaustiveSolver/TessixSolver).";
-const char *const kIlpAllowedSetMessage =
-    "MIP/ILP solvers do not support allowed-value set constraints (equal{...}) inside cons(). Use a bundled "
-    "heuristic solver (NimbaSolver/ExhaustiveSolver/TessixSolver).";
 
 std::shared_ptr<ModelImpl> build_model(const ExprImpl &e, double scale) {
     if (!is_live_sum(e.attr)) return std::make_shared<ModelImpl>(e, scale, nullptr);

@@ -5,4 +5,6 @@ list(APPEND VEXA_SOURCES
   model/sol_api.cpp
   model/inspect.cpp
   model/inspect_api.cpp
+  model/ilp.cpp
+  model/ilp_api.cpp
 )
