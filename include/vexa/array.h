@@ -136,12 +136,25 @@ VEXA_API const char *vexa_array_expr_str(const vexa_expr_array *a);
 #define VEXA_EW_INPLACE_SCALAR(l, op, r) \
     VEXA_API void vexa_array_##l##_##op##_eq_##r(vexa_##l##_array *a, VEXA_EW_SCALAR_TYPE_##r b);
 #define VEXA_EW_UNARY(l, op, res) VEXA_API vexa_##res##_array *vexa_array_##l##_##op(const vexa_##l##_array *a);
+#define VEXA_EW_CMP(l, op) \
+    VEXA_API vexa_expr_array *vexa_array_##l##_##op##_int(const vexa_##l##_array *a, const vexa_bigint *c);
+#define VEXA_EW_CMP_ARRAY(l, op)                                                           \
+    VEXA_API vexa_expr_array *vexa_array_##l##_##op##_array_int(const vexa_##l##_array *a, \
+                                                                const vexa_int_array *c);
+#define VEXA_EW_BETWEEN(l)                                                                                  \
+    VEXA_API vexa_expr_array *vexa_array_##l##_between(const vexa_##l##_array *a, const vexa_bigint *lo,    \
+                                                       const vexa_bigint *hi);                              \
+    VEXA_API vexa_expr_array *vexa_array_##l##_between_array_int(const vexa_##l##_array *a,                 \
+                                                                 const vexa_int_array *lo, const vexa_int_array *hi);
 #include "vexa/array_elementwise.def"
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR
 #undef VEXA_EW_INPLACE_ARRAY
 #undef VEXA_EW_INPLACE_SCALAR
 #undef VEXA_EW_UNARY
+#undef VEXA_EW_CMP
+#undef VEXA_EW_CMP_ARRAY
+#undef VEXA_EW_BETWEEN
 
 /* Each element with every literal vars[k] replaced by values[k], in place. */
 VEXA_API void vexa_array_expr_replace(vexa_expr_array *a, const uint32_t *vars, const ExprImpl *const *values,
