@@ -83,6 +83,11 @@ VEXA_API ExprImpl *vexa_array_expr_get(const vexa_expr_array *a, uint64_t i);
 /* The element itself: never destroyed by the caller, valid while the array lives. */
 VEXA_API const ExprImpl *vexa_array_expr_ref(const vexa_expr_array *a, uint64_t i);
 VEXA_API void vexa_array_expr_set(vexa_expr_array *a, uint64_t i, const ExprImpl *e);
+/* An array of fresh encoded integers of [lo, hi], one per element. The bits
+ * of all elements are one variable group `name` of shape followed by the bit
+ * count: a bit of element (i, j) reads name[i][j][k]. */
+VEXA_API vexa_expr_array *vexa_array_varint_create_uniform(const char *name, const uint64_t *shape, uint64_t ndim,
+                                                           const vexa_bigint *lo, const vexa_bigint *hi);
 /* A fresh copy with a plain attr word. */
 VEXA_API ExprImpl *vexa_array_varint_get_expr(const vexa_expr_array *a, uint64_t i);
 VEXA_API ExprImpl *vexa_array_exprexpr_get_penalty(const vexa_expr_array *a, uint64_t i);

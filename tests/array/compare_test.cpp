@@ -8,6 +8,7 @@
 #include <string>
 
 #include "array_util.hpp"
+#include "support/constraint_util.hpp"
 #include "support/var_fixture.hpp"
 #include "vexa/constraint.h"
 #include "vexa/var.h"
@@ -40,45 +41,6 @@ coeff_t int_at(const vexa_int_array *a, uint64_t i) {
 
 std::vector<uint64_t> shape_of(const vexa_expr_array *a) {
     return shape_vec(vexa_array_expr_shape(a), vexa_array_expr_ndim(a));
-}
-
-// Variable codes of an expression's terms, negation bit cleared.
-std::set<uint32_t> codes_of(const ExprImpl *e) {
-    std::set<uint32_t> out;
-    for (uint64_t i = 0; i < e->term_count(); ++i) {
-        const TermImpl &t = e->term(i);
-        for (uint32_t k = 0; k < t.vars.degree(); ++k) out.insert(t.vars.slot[k] & 0x7FFFFFFFu);
-    }
-    return out;
-}
-
-// Both penalties equal after simplifying, once the slack bits of `got` (the
-// codes that are not in the body) are renamed to those of `want`, in order.
-::testing::AssertionResult same_penalty(const ExprImpl *got, const ExprImpl *want, const ExprImpl *body) {
-    const std::set<uint32_t> body_codes = codes_of(body);
-    std::vector<uint32_t> slack_got, slack_want;
-    for (uint32_t c : codes_of(got)) {
-        if (!body_codes.count(c)) slack_got.push_back(c);
-    }
-    for (uint32_t c : codes_of(want)) {
-        if (!body_codes.count(c)) slack_want.push_back(c);
-    }
-    if (slack_got.size() != slack_want.size()) {
-        return ::testing::AssertionFailure() << slack_got.size() << " slack bits, expected " << slack_want.size();
-    }
-    std::vector<ExprPtr> owned;
-    std::vector<const ExprImpl *> values;
-    for (uint32_t c : slack_want) {
-        owned.emplace_back(vexa_expr_create_var(c));
-        values.push_back(owned.back().get());
-    }
-    ExprPtr renamed(vexa_expr_replace(got, slack_got.data(), values.data(), slack_got.size()));
-    ExprPtr a(vexa_expr_simplify(renamed.get()));
-    ExprPtr b(vexa_expr_simplify(want));
-    if (flat(a.get()) == flat(b.get()) && constant_of(a.get()) == constant_of(b.get())) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure() << vexa_expr_str(a.get()) << " vs " << vexa_expr_str(b.get());
 }
 
 // What element i must be: lower <= body <= upper, an equality when `equal`.
