@@ -28,8 +28,7 @@ uint32_t add_exprexpr(std::unique_ptr<ExprImpl> body) {
     ExprExprSet &set = ExprExprSet::instance();
     std::lock_guard<std::mutex> lock(set.mutex);
     if (set.entries.size() >= kMaxEntries) fatal("ExprExprSet: index overflow");
-    set.entries.push_back(ExprExprEntry{});
-    set.entries.back().body = std::move(body);
+    set.entries.emplace_back().body = std::move(body);
     return static_cast<uint32_t>(set.entries.size() - 1);
 }
 

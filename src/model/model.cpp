@@ -95,24 +95,27 @@ Bounds bounds_of(uint32_t id) {
     return b;
 }
 
-NativeConstraint start_record(const SumItem &item, const ExprImpl &body, Bounds bounds) {
-    NativeConstraint nc;
+// The records are filled where they are kept, in the model's list.
+void start_record(NativeConstraint &nc, const SumItem &item, const ExprImpl &body, Bounds bounds) {
     nc.weight = item.weight;
     nc.lower = std::move(bounds.lower);
     nc.upper = std::move(bounds.upper);
     nc.body_constant = body.constant;
-    return nc;
 }
 
-NativeConstraint linear_record(const SumItem &item) {
+// `sorted` is scratch space, kept by the caller across records.
+void linear_record(NativeConstraint &nc, const SumItem &item, std::vector<uint32_t> &sorted) {
     Bounds bounds = bounds_of(item.id);
     const ExprExprEntry &entry = exprexpr_entry(item.id);
     const ExprImpl &body = *entry.body;
     check_body(body);
-    NativeConstraint nc = start_record(item, body, std::move(bounds));
+    start_record(nc, item, body, std::move(bounds));
     nc.allowed = entry.allowed;
     nc.shape_exponent = entry.shape_exponent;
     nc.shape_hinge = entry.shape_hinge;
+    const uint64_t terms = body.size + (body.has_head() ? 1 : 0);
+    nc.vars.reserve(terms);
+    nc.coeffs.reserve(terms);
     auto push = [&](const TermImpl &t) {
         if (t.vars.degree() != 1) fatal(kNotLinear);
         if (t.vars.slot[0] & kNeg) fatal(kNegatedInBody);
@@ -120,20 +123,19 @@ NativeConstraint linear_record(const SumItem &item) {
         nc.coeffs.push_back(t.coeff);
     };
     for_active_terms(body, push);
-    std::vector<uint32_t> sorted = nc.vars;
+    sorted.assign(nc.vars.begin(), nc.vars.end());
     std::sort(sorted.begin(), sorted.end());
     if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
         fatal("Model: constraint body not simplified as binary (duplicate variable across terms). Call "
               "simplify_as_binary() on the model expression first.");
     }
-    return nc;
 }
 
-NativeConstraint nonlinear_record(const SumItem &item) {
+void nonlinear_record(NativeConstraint &nc, const SumItem &item) {
     Bounds bounds = bounds_of(item.id);
     const ExprImpl &body = *exprexpr_entry(item.id).body;
     check_body(body);
-    NativeConstraint nc = start_record(item, body, std::move(bounds));
+    start_record(nc, item, body, std::move(bounds));
     nc.quad_head.push_back(0);
     for_active_terms(body, [&](const TermImpl &t) {
         const uint32_t degree = t.vars.degree();
@@ -152,7 +154,6 @@ NativeConstraint nonlinear_record(const SumItem &item) {
             nc.quad_head.push_back(nc.quad_vars.size());
         }
     });
-    return nc;
 }
 
 // The first fault found by the parallel scan; later ones are ignored.
@@ -213,8 +214,9 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
     // Step C: native constraints, still with the expression's words.
     std::vector<NativeConstraint> pending;
     pending.reserve(linear_items.size() + nonlinear_items.size());
-    for (const SumItem *item : linear_items) pending.push_back(linear_record(*item));
-    for (const SumItem *item : nonlinear_items) pending.push_back(nonlinear_record(*item));
+    std::vector<uint32_t> scratch;
+    for (const SumItem *item : linear_items) linear_record(pending.emplace_back(), *item, scratch);
+    for (const SumItem *item : nonlinear_items) nonlinear_record(pending.emplace_back(), *item);
 
     // Step D, phase 1a: count terms per degree and chunk, validate, flag
     // the variables that occur.
@@ -409,12 +411,11 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
 
     // Step I: native constraints in dense words.
     if (!pending.empty()) {
-        native_constraints.reserve(pending.size());
         for (NativeConstraint &nc : pending) {
             for (uint32_t &w : nc.vars) w = remap(w);
             for (uint32_t &w : nc.quad_vars) w = remap(w);
-            native_constraints.push_back(std::move(nc));
         }
+        native_constraints = std::move(pending);
         watch.report("Native constraints (remap)");
     }
 
