@@ -150,7 +150,8 @@ VEXA_API const char *vexa_array_expr_str(const vexa_expr_array *a);
     VEXA_API vexa_expr_array *vexa_array_##l##_between(const vexa_##l##_array *a, const vexa_bigint *lo,    \
                                                        const vexa_bigint *hi);                              \
     VEXA_API vexa_expr_array *vexa_array_##l##_between_array_int(const vexa_##l##_array *a,                 \
-                                                                 const vexa_int_array *lo, const vexa_int_array *hi);
+                                                                 const vexa_int_array *lo,                  \
+                                                                 const vexa_int_array *hi);
 #include "vexa/array_elementwise.def"
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR

@@ -50,7 +50,10 @@ struct RangeBound {
     const coeff_t *scalar = nullptr;
     const ArrayImpl<coeff_t> *array = nullptr;
 
-    const coeff_t *at(uint64_t i) const { return scalar != nullptr ? scalar : array != nullptr ? &array->data[i] : nullptr; }
+    const coeff_t *at(uint64_t i) const {
+        if (scalar != nullptr) return scalar;
+        return array != nullptr ? &array->data[i] : nullptr;
+    }
 };
 
 // The range forms run on the calling thread whatever the count: an element
