@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "frontend/hpp_util.hpp"
@@ -271,6 +272,36 @@ TEST(ConstraintForms, InvertedBoundsAndBadExponentsThrowBeforeTheLibrary) {
     } catch (const std::invalid_argument &e) {
         EXPECT_NE(std::string(e.what()).find("lower 4 is above upper -4"), std::string::npos) << e.what();
     }
+}
+
+// Comparisons with an integer make constraints; between variables they stay
+// the comparison of codes.
+TEST(ConstraintForms, ComparisonsOfVariablesStayBoolean) {
+    const Var x("x"), y("y");
+    const NativeIntVar k("k", 0, 3);
+    static_assert(std::is_same_v<decltype(x == y), bool>);
+    static_assert(std::is_same_v<decltype(k == k), bool>);
+    static_assert(std::is_same_v<decltype(x == 1), Constraint>);
+    static_assert(std::is_same_v<decltype(k <= 2), Constraint>);
+    static_assert(std::is_same_v<decltype(3 * (x + y >= 1)), Constraint>);
+    EXPECT_TRUE(x == x);
+    EXPECT_FALSE(x == y);
+    EXPECT_EQ(classic_bounds(k <= 2).lo, 0);
+}
+
+// The checks the front end leaves to the library still end the process with
+// the library's message.
+TEST(ConstraintFormsDeathTest, DeclaredBodiesAreRefusedByTheLibrary) {
+    const Var x("x");
+    const Expr declared = cons(x == 1);
+    EXPECT_DEATH(cons(between(0, declared, 1)),
+                 "^vexa: vexa::cons: 'cons\\(body, \\.\\.\\.\\) on declared constraints' is not allowed on an "
+                 "expression with declared constraints\n");
+    EXPECT_DEATH(cons(in(declared, {0, 2})),
+                 "^vexa: vexa::cons: 'cons\\(body, equal=\\.\\.\\.\\) on declared constraints' is not allowed");
+    // The penalty of an equality squares its body first.
+    EXPECT_DEATH(Expr(declared == 1),
+                 "^vexa: vexa::cons: 'sqr' is not allowed on an expression with declared constraints\n");
 }
 
 // ---------------------------------------------------------------------------
