@@ -42,9 +42,9 @@
 // boost::multiprecision::cpp_int (they are present when Boost is found).
 //
 // This header includes one header per concept: int.hpp, var.hpp, term.hpp,
-// expr.hpp, operators.hpp, constraint.hpp, model.hpp, sol.hpp, result.hpp,
-// solver.hpp, and
-// handle.hpp, the owner of a C handle that the value classes build on.
+// expr.hpp, operators.hpp, encoded_int.hpp, constraint.hpp, model.hpp, sol.hpp,
+// result.hpp, solver.hpp, and handle.hpp, the owner of a C handle that the
+// value classes build on.
 #ifndef VEXA_HPP
 #define VEXA_HPP
 
@@ -57,6 +57,7 @@
 #include "vexa/term.hpp"
 #include "vexa/expr.hpp"
 #include "vexa/operators.hpp"
+#include "vexa/encoded_int.hpp"
 #include "vexa/constraint.hpp"
 #include "vexa/model.hpp"
 #include "vexa/sol.hpp"
