@@ -7,8 +7,9 @@
 //   vexa::Expr classic = 5 * (x[0] + x[1] + x[2] == 1);     // a penalty polynomial
 //   vexa::Expr declared = vexa::cons(vexa::between(2, n - x[0], 9))
 //                       + 3 * vexa::cons(vexa::in(n, {1, {4, 6}, 11}));
-//   vexa::Model m = vexa::Model::from(objective + declared);  // native constraints
-//   std::cout << vexa::report(declared, result);             // one line per constraint
+//   vexa::Model m = vexa::Model::from(n + declared);         // native constraints
+//   vexa::Result r = vexa::NimbaSolver(m).search({.time_limit = 1.0});
+//   std::cout << vexa::report(declared, r);                  // one line per constraint
 #ifndef VEXA_CONSTRAINT_HPP
 #define VEXA_CONSTRAINT_HPP
 
