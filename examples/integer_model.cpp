@@ -8,7 +8,7 @@
 #include "vexa/vexa.hpp"
 
 int main() {
-    const vexa::IntVar a("a", 0, 10), b("b", -5, 5), c("c", 0, 6);
+    const vexa::NativeIntVar a("a", 0, 10), b("b", -5, 5), c("c", 0, 6);
     const vexa::Expr cost = vexa::sqr(a + 2 * b + 3 * c - 20) + vexa::sqr(a - b) + c * c;
     const vexa::Model model = vexa::Model::from(cost);
     std::cout << "cost: " << vexa::simplify_as_binary(cost) << "\n";

@@ -18,7 +18,7 @@ int main() {
               << " assignments\n";
 
     // Integer: the library enumerates (k - 4)^2 over k in [0, 9] itself.
-    const vexa::IntVar k("k", 0, 9);
+    const vexa::NativeIntVar k("k", 0, 9);
     const vexa::Result r = vexa::ExhaustiveSolver(vexa::Model::from(vexa::sqr(k - 4))).search();
     std::cout << "argmin of (k - 4)^2: k=" << r(k) << "\n";
     return zeros == 2 && r(k) == 4 ? 0 : 1;

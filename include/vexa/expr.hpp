@@ -198,19 +198,19 @@ void imul(Expr &e, X &&x) {
 template <class X>
     requires hpp_detail::operand<X>
 Expr &Expr::operator+=(X &&x) {
-    hpp_detail::iadd(*this, std::forward<X>(x));
+    hpp_detail::iadd(*this, hpp_detail::operand_of(std::forward<X>(x)));
     return *this;
 }
 template <class X>
     requires hpp_detail::operand<X>
 Expr &Expr::operator-=(X &&x) {
-    hpp_detail::isub(*this, std::forward<X>(x));
+    hpp_detail::isub(*this, hpp_detail::operand_of(std::forward<X>(x)));
     return *this;
 }
 template <class X>
     requires hpp_detail::operand<X>
 Expr &Expr::operator*=(X &&x) {
-    hpp_detail::imul(*this, std::forward<X>(x));
+    hpp_detail::imul(*this, hpp_detail::operand_of(std::forward<X>(x)));
     return *this;
 }
 

@@ -36,7 +36,7 @@ public:
     Var var(uint64_t i) const { return Var::from_code(vexa_model_var(h_, static_cast<uint32_t>(i))); }
     bool has(const VarBase &v) const { return vexa_model_has(h_, v.code()) != 0; }
     uint64_t int_var_count() const { return vexa_model_int_var_count(h_); }
-    IntVar int_var(uint64_t i) const { return IntVar::from_code(vexa_model_int_var_orig(h_, i)); }
+    NativeIntVar int_var(uint64_t i) const { return NativeIntVar::from_code(vexa_model_int_var_orig(h_, i)); }
     uint32_t max_degree() const { return vexa_model_max_degree(h_); }
     uint64_t term_count(uint32_t degree) const { return vexa_model_term_count(h_, degree); }
     Int constant() const {

@@ -230,24 +230,24 @@ auto mul(L &&a, R &&b) {
 template <class L, class R>
     requires hpp_detail::algebra_pair<L, R>
 Expr operator+(L &&a, R &&b) {
-    return hpp_detail::add(std::forward<L>(a), std::forward<R>(b));
+    return hpp_detail::add(hpp_detail::operand_of(std::forward<L>(a)), hpp_detail::operand_of(std::forward<R>(b)));
 }
 template <class L, class R>
     requires hpp_detail::algebra_pair<L, R>
 Expr operator-(L &&a, R &&b) {
-    return hpp_detail::sub(std::forward<L>(a), std::forward<R>(b));
+    return hpp_detail::sub(hpp_detail::operand_of(std::forward<L>(a)), hpp_detail::operand_of(std::forward<R>(b)));
 }
 template <class L, class R>
-    requires hpp_detail::algebra_pair<L, R>
+    requires hpp_detail::algebra_pair<L, R> && (!hpp_detail::constraint_weight<L, R>)
 auto operator*(L &&a, R &&b) {
-    return hpp_detail::mul(std::forward<L>(a), std::forward<R>(b));
+    return hpp_detail::mul(hpp_detail::operand_of(std::forward<L>(a)), hpp_detail::operand_of(std::forward<R>(b)));
 }
 // Exact division of a term or an expression by an integer.
 template <class L, class R>
     requires(hpp_detail::kind_v<L> == hpp_detail::Kind::term || hpp_detail::kind_v<L> == hpp_detail::Kind::expr) &&
             (hpp_detail::kind_v<R> == hpp_detail::Kind::integer)
-std::remove_cvref_t<L> operator/(L &&a, const R &d) {
-    std::remove_cvref_t<L> r(std::forward<L>(a));
+hpp_detail::value_of<std::remove_cvref_t<L>> operator/(L &&a, const R &d) {
+    hpp_detail::value_of<std::remove_cvref_t<L>> r(hpp_detail::operand_of(std::forward<L>(a)));
     r /= d;
     return r;
 }
@@ -260,8 +260,8 @@ Term operator-(const T &v) {
 }
 template <class T>
     requires(hpp_detail::kind_v<T> == hpp_detail::Kind::term || hpp_detail::kind_v<T> == hpp_detail::Kind::expr)
-std::remove_cvref_t<T> operator-(T &&a) {
-    std::remove_cvref_t<T> r(std::forward<T>(a));
+hpp_detail::value_of<std::remove_cvref_t<T>> operator-(T &&a) {
+    hpp_detail::value_of<std::remove_cvref_t<T>> r(hpp_detail::operand_of(std::forward<T>(a)));
     r.negate();
     return r;
 }

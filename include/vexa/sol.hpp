@@ -13,11 +13,13 @@
 #include <vector>
 
 #include "vexa/common.h"
+#include "vexa/encoded_int.hpp"
 #include "vexa/expr.hpp"
 #include "vexa/handle.hpp"
 #include "vexa/int.hpp"
 #include "vexa/model.h"
 #include "vexa/model.hpp"
+#include "vexa/constraint.h"
 #include "vexa/sol.h"
 #include "vexa/var.hpp"
 
@@ -54,26 +56,44 @@ public:
     double tts() const { return vexa_sol_tts(h_); }
 
     bool has(const Var &v) const { return vexa_sol_has(h_, v.code()) != 0; }
-    bool has(const IntVar &v) const { return int_index(v) < vexa_sol_int_count(h_); }
+    bool has(const NativeIntVar &v) const { return int_index(v) < vexa_sol_int_count(h_); }
+    // An encoded integer is held when one of its bits is (one without bits
+    // always is).
+    bool has(const IntVar &n) const {
+        const std::vector<Var> bits = n.bits();
+        if (bits.empty()) return true;
+        for (const Var &b : bits) {
+            if (vexa_sol_has(h_, b.code()) != 0) return true;
+        }
+        return false;
+    }
     // Value of a literal (~x reads 1 - x) or of an integer variable; throws
     // std::out_of_range when the model does not hold the variable.
     int get(const Var &v) const {
         check(v);
         return vexa_sol_get(h_, v.code());
     }
-    Int get(const IntVar &v) const {
+    Int get(const NativeIntVar &v) const {
         check(v);
         return hpp_detail::read_int([&](vexa_bigint *out) { vexa_sol_get_int(h_, v.code(), out); });
     }
+    // Value of an encoded integer, its polynomial evaluated on the assignment
+    // (vexa_sol_eval_expr): lo + the coefficients of its set bits. A bit that the model does not hold does not matter to the energy
+    // and reads 0; throws std::out_of_range when the model holds none of them.
+    Int get(const IntVar &n) const {
+        if (!has(n)) throw std::out_of_range("vexa::Sol: encoded integer " + n.str() + " is not in the model");
+        return hpp_detail::read_int([&](vexa_bigint *out) { vexa_sol_eval_expr(h_, n.handle(), out); });
+    }
     int operator()(const Var &v) const { return get(v); }
-    Int operator()(const IntVar &v) const { return get(v); }
+    Int operator()(const NativeIntVar &v) const { return get(v); }
+    Int operator()(const IntVar &n) const { return get(n); }
 
     void set(const Var &v, int value) {
         check(v);
         vexa_sol_set(h_, v.code(), value);
     }
     // The value must lie within the variable's bounds (fatal otherwise).
-    void set(const IntVar &v, const Int &value) {
+    void set(const NativeIntVar &v, const Int &value) {
         check(v);
         const vexa_bigint r = value.record();
         vexa_sol_set_int(h_, v.code(), &r);
@@ -97,7 +117,7 @@ public:
         std::string name() const { return var.name(); }
     };
     struct IntEntry {
-        IntVar var;
+        NativeIntVar var;
         Int value;
         std::string name() const { return var.name(); }
     };
@@ -149,7 +169,7 @@ public:
         std::vector<IntEntry> out;
         const uint64_t n = vexa_sol_int_count(h_);
         for (uint64_t i = 0; i < n; ++i) {
-            const IntVar v = IntVar::from_code(vexa_model_int_var_orig(vexa_sol_model(h_), i));
+            const NativeIntVar v = NativeIntVar::from_code(vexa_model_int_var_orig(vexa_sol_model(h_), i));
             out.push_back(IntEntry{v, get(v)});
         }
         return out;
@@ -176,7 +196,7 @@ protected:
     explicit Sol(::Sol *h) noexcept : Base(h) {}
 
 private:
-    uint64_t int_index(const IntVar &v) const {
+    uint64_t int_index(const NativeIntVar &v) const {
         const uint64_t n = vexa_sol_int_count(h_);
         for (uint64_t i = 0; i < n; ++i) {
             if (vexa_model_int_var_orig(vexa_sol_model(h_), i) == v.code()) return i;
@@ -188,7 +208,7 @@ private:
             throw std::out_of_range("vexa::Sol: variable " + v.variable().name() + " is not in the model");
         }
     }
-    void check(const IntVar &v) const {
+    void check(const NativeIntVar &v) const {
         if (!has(v)) throw std::out_of_range("vexa::Sol: integer variable " + v.name() + " is not in the model");
     }
 };

@@ -58,10 +58,10 @@ private:
 };
 
 // A native integer variable with inclusive bounds lo < hi.
-class IntVar : public VarBase {
+class NativeIntVar : public VarBase {
 public:
-    IntVar(std::string_view name, const Int &lo, const Int &hi) : VarBase(make(name, lo, hi)) {}
-    static IntVar from_code(uint32_t code) noexcept { return IntVar(code, 0); }
+    NativeIntVar(std::string_view name, const Int &lo, const Int &hi) : VarBase(make(name, lo, hi)) {}
+    static NativeIntVar from_code(uint32_t code) noexcept { return NativeIntVar(code, 0); }
 
     Int lower() const { return bounds().first; }
     Int upper() const { return bounds().second; }
@@ -72,7 +72,7 @@ public:
     }
 
 private:
-    IntVar(uint32_t code, int) noexcept : VarBase(code) {}
+    NativeIntVar(uint32_t code, int) noexcept : VarBase(code) {}
     static uint32_t make(std::string_view name, const Int &lo, const Int &hi) {
         const vexa_bigint l = lo.record(), h = hi.record();
         return vexa_new_int_var(std::string(name).c_str(), &l, &h);
@@ -168,27 +168,27 @@ private:
 };
 
 // An array of native integer variables sharing one pair of bounds.
-class IntVars {
+class NativeIntVars {
 public:
-    IntVars(std::string_view name, std::vector<uint64_t> shape, const Int &lo, const Int &hi)
+    NativeIntVars(std::string_view name, std::vector<uint64_t> shape, const Int &lo, const Int &hi)
         : shape_(std::move(shape)), size_(hpp_detail::shape_size(shape_)), first_(make(name, shape_, lo, hi)) {}
-    IntVars(std::string_view name, uint64_t n, const Int &lo, const Int &hi)
-        : IntVars(name, std::vector<uint64_t>{n}, lo, hi) {}
+    NativeIntVars(std::string_view name, uint64_t n, const Int &lo, const Int &hi)
+        : NativeIntVars(name, std::vector<uint64_t>{n}, lo, hi) {}
 
     uint64_t size() const noexcept { return size_; }
     const std::vector<uint64_t> &shape() const noexcept { return shape_; }
-    IntVar operator[](uint64_t i) const noexcept { return IntVar::from_code(static_cast<uint32_t>(first_ + i)); }
-    IntVar at(uint64_t i) const {
-        if (i >= size_) throw std::out_of_range("vexa::IntVars: index out of range");
+    NativeIntVar operator[](uint64_t i) const noexcept { return NativeIntVar::from_code(static_cast<uint32_t>(first_ + i)); }
+    NativeIntVar at(uint64_t i) const {
+        if (i >= size_) throw std::out_of_range("vexa::NativeIntVars: index out of range");
         return (*this)[i];
     }
     template <std::integral... I>
-    IntVar operator()(I... idx) const {
+    NativeIntVar operator()(I... idx) const {
         return (*this)[hpp_detail::flat_index(shape_, idx...)];
     }
-    hpp_detail::CodeIterator<IntVar> begin() const { return hpp_detail::CodeIterator<IntVar>(first_); }
-    hpp_detail::CodeIterator<IntVar> end() const {
-        return hpp_detail::CodeIterator<IntVar>(static_cast<uint32_t>(first_ + size_));
+    hpp_detail::CodeIterator<NativeIntVar> begin() const { return hpp_detail::CodeIterator<NativeIntVar>(first_); }
+    hpp_detail::CodeIterator<NativeIntVar> end() const {
+        return hpp_detail::CodeIterator<NativeIntVar>(static_cast<uint32_t>(first_ + size_));
     }
 
 private:

@@ -11,8 +11,15 @@
 // Value semantics. Int, Term, Expr and Sol own their library object: a copy is
 // a deep copy (vexa_*_clone), a move hands the object over and leaves the
 // source empty (usable only for assignment or destruction). Model is immutable,
-// so copies share it. Var, IntVar, Vars and IntVars are codes of variables the
-// library's registry owns until vexa_var_reset().
+// so copies share it. Var, NativeIntVar, Vars and NativeIntVars are codes of
+// variables the library's registry owns until vexa_var_reset(). IntVar, an
+// integer encoded in binary bits, is an Expr that remembers its range.
+//
+// Constraints (constraint.hpp). `f == c`, `f <= c`, `f >= c`, between(lo, f, hi)
+// and in(f, {1, {3, 5}}) give a Constraint. Used as an Expr it is a classic
+// penalty polynomial; cons(constraint) declares it, so that a model hands it to
+// the solver as a native constraint. report(expr, sol) lists every constraint
+// with its value, bounds and distance.
 //
 // Operators. Each operator stands for a fixed sequence of C calls, written next
 // to its case below. Operands that are temporaries are reused in place (the
@@ -35,8 +42,9 @@
 // boost::multiprecision::cpp_int (they are present when Boost is found).
 //
 // This header includes one header per concept: int.hpp, var.hpp, term.hpp,
-// expr.hpp, operators.hpp, model.hpp, sol.hpp, result.hpp, solver.hpp, and
-// handle.hpp, the owner of a C handle that the value classes build on.
+// expr.hpp, operators.hpp, encoded_int.hpp, constraint.hpp, model.hpp, sol.hpp,
+// result.hpp, solver.hpp, and handle.hpp, the owner of a C handle that the
+// value classes build on.
 #ifndef VEXA_HPP
 #define VEXA_HPP
 
@@ -49,6 +57,8 @@
 #include "vexa/term.hpp"
 #include "vexa/expr.hpp"
 #include "vexa/operators.hpp"
+#include "vexa/encoded_int.hpp"
+#include "vexa/constraint.hpp"
 #include "vexa/model.hpp"
 #include "vexa/sol.hpp"
 #include "vexa/result.hpp"

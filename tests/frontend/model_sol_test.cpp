@@ -91,13 +91,13 @@ TEST(ModelSol, VariablesOutsideTheModelThrow) {
     EXPECT_THROW(s.get(y), std::out_of_range);
     EXPECT_THROW(s.set(y, 1), std::out_of_range);
     EXPECT_THROW(s.flip(~y), std::out_of_range);
-    const IntVar k("k", 0, 3);
+    const NativeIntVar k("k", 0, 3);
     EXPECT_FALSE(s.has(k));
     EXPECT_THROW(s.get(k), std::out_of_range);
 }
 
 TEST(ModelSol, IntegerVariables) {
-    const IntVar a("a", -2, 5), b("b", 0, 3);
+    const NativeIntVar a("a", -2, 5), b("b", 0, 3);
     const Var z("z");
     const Model m = Model::from(a * a - 4 * a * b + 3 * z + b);
     EXPECT_EQ(m.int_var_count(), 2u);

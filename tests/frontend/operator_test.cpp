@@ -206,7 +206,7 @@ void c_compound(char op, CVal &a, const CVal &b) {
 
 // ---- the header side ------------------------------------------------------
 
-using HVal = std::variant<long long, Int, Var, IntVar, Term, Expr>;
+using HVal = std::variant<long long, Int, Var, NativeIntVar, Term, Expr>;
 
 K kind_of(const HVal &h) {
     switch (h.index()) {
@@ -404,7 +404,7 @@ private:
 
     std::mt19937_64 rng_;
     std::vector<Var> vars_;
-    std::vector<IntVar> ints_;
+    std::vector<NativeIntVar> ints_;
 };
 
 TEST(Operators, RandomTreesMatchTheCCallsTermByTerm) {
@@ -435,7 +435,7 @@ TEST(Operators, WalkThroughExpandsAndSimplifies) {
 
 TEST(Operators, ResultTypesFollowTheOperands) {
     const Var x("x"), y("y");
-    const IntVar k("k", 0, 9);
+    const NativeIntVar k("k", 0, 9);
     static_assert(std::is_same_v<decltype(x * y), Term>);
     static_assert(std::is_same_v<decltype(3 * x), Term>);
     static_assert(std::is_same_v<decltype(x * k), Term>);
@@ -490,7 +490,7 @@ TEST(Operators, ArraysIndexRowMajor) {
     Expr sum;
     for (const Var v : a) sum += v;
     EXPECT_EQ(sum.term_count(), 6u);
-    const IntVars n("n", {2}, -1, 3);
+    const NativeIntVars n("n", {2}, -1, 3);
     EXPECT_EQ(n[1].name(), "n[1]");
     EXPECT_EQ(n[0].lower(), -1);
     EXPECT_EQ(n[1].upper(), 3);

@@ -16,8 +16,8 @@ using vexa::Sol;
 // (a + 2b - 7)^2 + (a - b - 1)^2 over a in [0, 10], b in [-5, 5]: minimum 0 at
 // a = 3, b = 2.
 struct IntegerProblem {
-    IntVar a{"a", 0, 10};
-    IntVar b{"b", -5, 5};
+    NativeIntVar a{"a", 0, 10};
+    NativeIntVar b{"b", -5, 5};
     Model model = Model::from(sqr(a + 2 * b - 7) + sqr(a - b - 1));
 };
 
@@ -61,7 +61,7 @@ TEST(Search, TopKSolutionsAreSortedAndTrue) {
 }
 
 TEST(Search, BestEnergySolutionsOfTheEnumeration) {
-    const IntVar k("k", -3, 3);
+    const NativeIntVar k("k", -3, 3);
     const Model m = Model::from(k * k - 4);  // minimum at k = 0
     const Result once = ExhaustiveSolver(m).search({.best_energy_sols = 0});
     ASSERT_EQ(once.topk().size(), 1u);

@@ -218,10 +218,10 @@ TEST(StopRequest, TheEnumerationOfFortyVariablesStopsOnRequestAndOnItsTimeLimit)
 // enumerate, and a long native search; both stop on request.
 TEST(StopRequest, IntegerSearchAndEnumerationStopOnRequest) {
     using vexa::Int;
-    using vexa::IntVar;
+    using vexa::NativeIntVar;
     using vexa::NimbaSolver;
     using vexa::Result;
-    std::vector<IntVar> v;
+    std::vector<NativeIntVar> v;
     for (int i = 0; i < 4; ++i) v.emplace_back("v" + std::to_string(i), 0, 255);
     const vexa::Model model = vexa::Model::from(sqr(v[0] + 2 * v[1] - 3 * v[2] + v[3] - 101) + sqr(v[0] - v[3] - 7) +
                                     sqr(v[1] + v[2] - 300));
