@@ -576,6 +576,7 @@ private:
             ++k;
         };
         (step(idx), ...);
+        (void)step;  // unused for rank 0
         return f;
     }
 
