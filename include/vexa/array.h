@@ -83,6 +83,11 @@ VEXA_API ExprImpl *vexa_array_expr_get(const vexa_expr_array *a, uint64_t i);
 /* The element itself: never destroyed by the caller, valid while the array lives. */
 VEXA_API const ExprImpl *vexa_array_expr_ref(const vexa_expr_array *a, uint64_t i);
 VEXA_API void vexa_array_expr_set(vexa_expr_array *a, uint64_t i, const ExprImpl *e);
+/* An array of fresh encoded integers of [lo, hi], one per element. The bits
+ * of all elements are one variable group `name` of shape followed by the bit
+ * count: a bit of element (i, j) reads name[i][j][k]. */
+VEXA_API vexa_expr_array *vexa_array_varint_create_uniform(const char *name, const uint64_t *shape, uint64_t ndim,
+                                                           const vexa_bigint *lo, const vexa_bigint *hi);
 /* A fresh copy with a plain attr word. */
 VEXA_API ExprImpl *vexa_array_varint_get_expr(const vexa_expr_array *a, uint64_t i);
 VEXA_API ExprImpl *vexa_array_exprexpr_get_penalty(const vexa_expr_array *a, uint64_t i);
@@ -136,12 +141,25 @@ VEXA_API const char *vexa_array_expr_str(const vexa_expr_array *a);
 #define VEXA_EW_INPLACE_SCALAR(l, op, r) \
     VEXA_API void vexa_array_##l##_##op##_eq_##r(vexa_##l##_array *a, VEXA_EW_SCALAR_TYPE_##r b);
 #define VEXA_EW_UNARY(l, op, res) VEXA_API vexa_##res##_array *vexa_array_##l##_##op(const vexa_##l##_array *a);
+#define VEXA_EW_CMP(l, op) \
+    VEXA_API vexa_expr_array *vexa_array_##l##_##op##_int(const vexa_##l##_array *a, const vexa_bigint *c);
+#define VEXA_EW_CMP_ARRAY(l, op)                                                           \
+    VEXA_API vexa_expr_array *vexa_array_##l##_##op##_array_int(const vexa_##l##_array *a, \
+                                                                const vexa_int_array *c);
+#define VEXA_EW_BETWEEN(l)                                                                                  \
+    VEXA_API vexa_expr_array *vexa_array_##l##_between(const vexa_##l##_array *a, const vexa_bigint *lo,    \
+                                                       const vexa_bigint *hi);                              \
+    VEXA_API vexa_expr_array *vexa_array_##l##_between_array_int(const vexa_##l##_array *a,                 \
+                                                                 const vexa_int_array *lo, const vexa_int_array *hi);
 #include "vexa/array_elementwise.def"
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR
 #undef VEXA_EW_INPLACE_ARRAY
 #undef VEXA_EW_INPLACE_SCALAR
 #undef VEXA_EW_UNARY
+#undef VEXA_EW_CMP
+#undef VEXA_EW_CMP_ARRAY
+#undef VEXA_EW_BETWEEN
 
 /* Each element with every literal vars[k] replaced by values[k], in place. */
 VEXA_API void vexa_array_expr_replace(vexa_expr_array *a, const uint32_t *vars, const ExprImpl *const *values,

@@ -42,6 +42,14 @@ VEXA_API ExprImpl *vexa_relu_term(const ExprImpl *body, uint32_t k);
 
 /* Expansion into plain polynomials. vexa_between may register slack bits. */
 VEXA_API ExprImpl *vexa_between(const ExprImpl *f, const vexa_bigint *lo, const vexa_bigint *hi);
+/* One fresh penalty per element into out[0 .. n-1], made in element order.
+ * elements by kind: 0 const ExprImpl *[n], 1 uint32 variable codes, 2 packed
+ * TermImpl records; any other kind gives zero expressions. */
+#define VEXA_BETWEEN_KIND_EXPR 0u
+#define VEXA_BETWEEN_KIND_VAR 1u
+#define VEXA_BETWEEN_KIND_TERM 2u
+VEXA_API void vexa_array_between(const void *elements, uint32_t kind, const vexa_bigint *lo, const vexa_bigint *hi,
+                                 ExprImpl **out, uint64_t n);
 VEXA_API ExprImpl *vexa_expr_expand_cons(const ExprImpl *e);
 VEXA_API ExprImpl *vexa_expr_binarize(const ExprImpl *e);
 

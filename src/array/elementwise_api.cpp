@@ -1,5 +1,6 @@
 // Exported element-wise functions: each row of vexa/array_elementwise.def
 // becomes one definition calling the template of its kind.
+#include "array/compare.hpp"
 #include "array/elementwise.hpp"
 #include "core/bigint.hpp"
 #include "vexa/array.h"
@@ -53,6 +54,9 @@ auto scalar_form(const H *a, S s) {
     }
 }
 
+// A bound array that may be absent.
+const ArrayImpl<coeff_t> *bound_array(const vexa_int_array *h) { return h != nullptr ? &in(h) : nullptr; }
+
 }  // namespace
 
 #define VEXA_EW_ARRAY(l, op, r, res)                                                                          \
@@ -77,12 +81,34 @@ auto scalar_form(const H *a, S s) {
     extern "C" vexa_##res##_array *vexa_array_##l##_##op(const vexa_##l##_array *a) {                          \
         return out(ew_unary<EwOp::op>(in(a)));                                                                 \
     }
+#define VEXA_EW_CMP(l, op)                                                                                    \
+    extern "C" vexa_expr_array *vexa_array_##l##_##op##_int(const vexa_##l##_array *a, const vexa_bigint *c) {  \
+        return out(ew_compare<CmpOp::op>(in(a), coeff_from_record(c)));                                       \
+    }
+#define VEXA_EW_CMP_ARRAY(l, op)                                                                              \
+    extern "C" vexa_expr_array *vexa_array_##l##_##op##_array_int(const vexa_##l##_array *a,                   \
+                                                                  const vexa_int_array *c) {                   \
+        return out(ew_compare_array<CmpOp::op>(in(a), in(c)));                                                 \
+    }
+#define VEXA_EW_BETWEEN(l)                                                                                    \
+    extern "C" vexa_expr_array *vexa_array_##l##_between(const vexa_##l##_array *a, const vexa_bigint *lo,     \
+                                                         const vexa_bigint *hi) {                              \
+        const coeff_t lower = coeff_from_record(lo), upper = coeff_from_record(hi);                            \
+        return out(ew_range(in(a), RangeBound{&lower, nullptr}, RangeBound{&upper, nullptr}));                 \
+    }                                                                                                          \
+    extern "C" vexa_expr_array *vexa_array_##l##_between_array_int(                                            \
+        const vexa_##l##_array *a, const vexa_int_array *lo, const vexa_int_array *hi) {                       \
+        return out(ew_range(in(a), RangeBound{nullptr, bound_array(lo)}, RangeBound{nullptr, bound_array(hi)})); \
+    }
 #include "vexa/array_elementwise.def"
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR
 #undef VEXA_EW_INPLACE_ARRAY
 #undef VEXA_EW_INPLACE_SCALAR
 #undef VEXA_EW_UNARY
+#undef VEXA_EW_CMP
+#undef VEXA_EW_CMP_ARRAY
+#undef VEXA_EW_BETWEEN
 
 extern "C" void vexa_array_expr_replace(vexa_expr_array *a, const uint32_t *vars, const ExprImpl *const *values,
                                         uint64_t n) {

@@ -23,6 +23,24 @@ AllowedList allowed_list(const vexa_bigint *lows, const vexa_bigint *highs, uint
     return list;
 }
 
+// The penalty of element i of a raw element list; serial, so that slack
+// bits are numbered in element order.
+ExprImpl between_penalty_of(const void *elements, uint32_t kind, uint64_t i, const coeff_t &lo, const coeff_t &hi) {
+    switch (kind) {
+        case VEXA_BETWEEN_KIND_EXPR:
+            return between_penalty(*static_cast<const ExprImpl *const *>(elements)[i], lo, hi);
+        case VEXA_BETWEEN_KIND_VAR:
+            return between_penalty(literal_expr(1, static_cast<const uint32_t *>(elements)[i]), lo, hi);
+        case VEXA_BETWEEN_KIND_TERM: {
+            ExprImpl f;
+            f.add_term(static_cast<const TermImpl *>(elements)[i]);
+            return between_penalty(f, lo, hi);
+        }
+        default:
+            return ExprImpl();
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -78,6 +96,12 @@ ExprImpl *vexa_relu_term(const ExprImpl *body, uint32_t k) { return fresh(relu_t
 
 ExprImpl *vexa_between(const ExprImpl *f, const vexa_bigint *lo, const vexa_bigint *hi) {
     return fresh(between_penalty(*f, coeff_from_record(lo), coeff_from_record(hi)));
+}
+
+void vexa_array_between(const void *elements, uint32_t kind, const vexa_bigint *lo, const vexa_bigint *hi,
+                        ExprImpl **out, uint64_t n) {
+    const coeff_t lower = coeff_from_record(lo), upper = coeff_from_record(hi);
+    for (uint64_t i = 0; i < n; ++i) out[i] = fresh(between_penalty_of(elements, kind, i, lower, upper));
 }
 
 ExprImpl *vexa_expr_expand_cons(const ExprImpl *e) { return fresh(expand_cons(*e)); }

@@ -69,6 +69,31 @@ ExprImpl make_varint_with_vars(const char *name, const coeff_t &lo, const coeff_
     return tagged_value(std::move(entry));
 }
 
+ArrayImpl<ExprImpl> *make_varint_array(const char *name, std::vector<uint64_t> shape, const coeff_t &lo,
+                                       const coeff_t &hi) {
+    const std::vector<coeff_t> coeffs = comp_coeffs(lo, hi);
+    const uint64_t bits = coeffs.size();
+    const uint64_t group = add_aux_group(name, shape.data(), shape.size());
+    uint32_t base = 0;
+    if (element_count(shape) * bits != 0) {
+        std::vector<uint64_t> dims = shape;
+        dims.push_back(bits);
+        base = new_var_array(name, dims.data(), dims.size());
+    }
+    // Serial, so that the records follow element order.
+    return build_array<ExprImpl>(std::move(shape), [&](uint64_t e) {
+        VarIntEntry entry;
+        entry.group = group;
+        entry.element = e;
+        entry.lower = lo;
+        entry.upper = hi;
+        entry.coeffs = coeffs;
+        entry.vars.reserve(bits);
+        for (uint64_t k = 0; k < bits; ++k) entry.vars.push_back(base + static_cast<uint32_t>(e * bits + k));
+        return tagged_value(std::move(entry));
+    });
+}
+
 const VarIntEntry &varint_entry(const ExprImpl &e) {
     if ((e.attr & 0x80000000u) != 0) {
         fatal("VarInt accessor called on a value that is not a VarInt (plain Expr or ExprExpr).");

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <vector>
 
+#include "array/array.hpp"
 #include "core/coeff.hpp"
 #include "expr/expr.hpp"
 
@@ -38,6 +39,13 @@ ExprImpl make_varint(const char *name, const coeff_t &lo, const coeff_t &hi);
 // The same over bits and coefficients given by the caller, used as given.
 ExprImpl make_varint_with_vars(const char *name, const coeff_t &lo, const coeff_t &hi, std::vector<coeff_t> coeffs,
                                std::vector<uint32_t> vars);
+
+// An array of `shape` whose every element is a fresh encoded integer of
+// [lo, hi]. The bits of all elements form one variable array named `name`
+// of `shape` followed by the bit count, so a bit of element (i, j) reads
+// name[i][j][k]; records are appended in element order.
+ArrayImpl<ExprImpl> *make_varint_array(const char *name, std::vector<uint64_t> shape, const coeff_t &lo,
+                                       const coeff_t &hi);
 
 // The record of an encoded integer; ends the process for any other value.
 const VarIntEntry &varint_entry(const ExprImpl &e);

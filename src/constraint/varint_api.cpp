@@ -3,6 +3,7 @@
 
 #include "constraint/varint.hpp"
 #include "core/bigint.hpp"
+#include "vexa/array.h"
 #include "vexa/constraint.h"
 
 using namespace vexa;
@@ -29,6 +30,13 @@ ExprImpl *vexa_varintelem_create_with_vars(const char *name, const vexa_bigint *
     for (uint64_t i = 0; i < n; ++i) cs.push_back(coeff_from_record(&coeffs[i]));
     return new ExprImpl(make_varint_with_vars(name, coeff_from_record(lo), coeff_from_record(hi), std::move(cs),
                                               std::vector<uint32_t>(vars, vars + n)));
+}
+
+vexa_expr_array *vexa_array_varint_create_uniform(const char *name, const uint64_t *shape, uint64_t ndim,
+                                                  const vexa_bigint *lo, const vexa_bigint *hi) {
+    ArrayImpl<ExprImpl> *a = make_varint_array(name, std::vector<uint64_t>(shape, shape + ndim),
+                                               coeff_from_record(lo), coeff_from_record(hi));
+    return reinterpret_cast<vexa_expr_array *>(a);
 }
 
 void vexa_varintelem_min(const ExprImpl *e, vexa_bigint *out) { coeff_to_record(varint_entry(*e).lower, out); }

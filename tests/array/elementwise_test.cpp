@@ -25,13 +25,21 @@ TEST(ElementwiseTable, EveryRowIsExportedByTheLibrary) {
 #define VEXA_EW_INPLACE_ARRAY(l, op, r) names.push_back("vexa_array_" #l "_" #op "_eq_array_" #r);
 #define VEXA_EW_INPLACE_SCALAR(l, op, r) names.push_back("vexa_array_" #l "_" #op "_eq_" #r);
 #define VEXA_EW_UNARY(l, op, res) names.push_back("vexa_array_" #l "_" #op);
+#define VEXA_EW_CMP(l, op) names.push_back("vexa_array_" #l "_" #op "_int");
+#define VEXA_EW_CMP_ARRAY(l, op) names.push_back("vexa_array_" #l "_" #op "_array_int");
+#define VEXA_EW_BETWEEN(l) \
+    names.push_back("vexa_array_" #l "_between"); \
+    names.push_back("vexa_array_" #l "_between_array_int");
 #include "vexa/array_elementwise.def"
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR
 #undef VEXA_EW_INPLACE_ARRAY
 #undef VEXA_EW_INPLACE_SCALAR
 #undef VEXA_EW_UNARY
-    EXPECT_EQ(names.size(), 144u);
+#undef VEXA_EW_CMP
+#undef VEXA_EW_CMP_ARRAY
+#undef VEXA_EW_BETWEEN
+    EXPECT_EQ(names.size(), 175u);
     for (const std::string &name : names) EXPECT_NE(dlsym(lib, name.c_str()), nullptr) << name;
     EXPECT_NE(dlsym(lib, "vexa_array_expr_replace"), nullptr);
     dlclose(lib);

@@ -318,3 +318,79 @@ TEST(Binarize, EncodedIntegersTakeExactlyTheirRange) {
 }
 
 }  // namespace
+
+namespace {
+
+// ---- penalties over raw element lists ----
+
+// Each element's penalty is the one vexa_between gives the same element, up
+// to the names of the slack bits, for every kind of element list.
+TEST_F(ExpandEdges, BetweenOverElementListsMatchesOneByOne) {
+    std::mt19937_64 rng(4242);
+    const std::vector<uint32_t> vars = {x, y, z};
+    for (int round = 0; round < 30; ++round) {
+        SCOPED_TRACE("seed 4242 round " + std::to_string(round));
+        const uint64_t n = rng() % 5;
+        const coeff_t lo = static_cast<int>(rng() % 7) - 3;
+        const coeff_t hi = lo + static_cast<int>(rng() % 7) - 1;
+        std::vector<ExprPtr> bodies;
+        std::vector<const ExprImpl *> expr_list;
+        std::vector<uint32_t> code_list;
+        std::vector<TermImpl> term_list;
+        for (uint64_t i = 0; i < n; ++i) {
+            bodies.push_back(random_body(rng, vars, true));
+            expr_list.push_back(bodies.back().get());
+            code_list.push_back(vars[rng() % 3] | (rng() % 3 == 0 ? VEXA_NEGATED_BIT : 0));
+            TermPtr t(vexa_term_create_var(In(static_cast<int>(rng() % 5) - 2).get(), vars[rng() % 3]));
+            term_list.push_back(*t);
+        }
+        for (uint32_t kind : {VEXA_BETWEEN_KIND_EXPR, VEXA_BETWEEN_KIND_VAR, VEXA_BETWEEN_KIND_TERM}) {
+            SCOPED_TRACE("kind " + std::to_string(kind));
+            const void *elements = kind == VEXA_BETWEEN_KIND_EXPR  ? static_cast<const void *>(expr_list.data())
+                                   : kind == VEXA_BETWEEN_KIND_VAR ? static_cast<const void *>(code_list.data())
+                                                                   : static_cast<const void *>(term_list.data());
+            std::vector<ExprImpl *> out(n + 1, nullptr);
+            vexa_array_between(elements, kind, In(lo).get(), In(hi).get(), out.data(), n);
+            EXPECT_EQ(out[n], nullptr) << "nothing written past n";
+            for (uint64_t i = 0; i < n; ++i) {
+                ExprPtr got(out[i]);
+                ExprPtr body(kind == VEXA_BETWEEN_KIND_EXPR  ? vexa_expr_clone(expr_list[i])
+                             : kind == VEXA_BETWEEN_KIND_VAR ? vexa_expr_create_var(code_list[i])
+                                                             : vexa_expr_create_term(&term_list[i], 0));
+                ExprPtr want(vexa_between(body.get(), In(lo).get(), In(hi).get()));
+                EXPECT_EQ(got->attr, vexa::kPlainAttr);
+                EXPECT_TRUE(same_penalty(got.get(), want.get(), body.get())) << "element " << i;
+            }
+        }
+    }
+}
+
+TEST_F(ExpandEdges, BetweenOverElementListsNumbersSlackInOrder) {
+    const uint64_t n = 50;
+    std::vector<uint32_t> codes(n, x);
+    std::vector<ExprImpl *> out(n);
+    const uint64_t first = vexa_var_count();
+    vexa_array_between(codes.data(), VEXA_BETWEEN_KIND_VAR, In(0).get(), In(3).get(), out.data(), n);
+    ASSERT_EQ(vexa_var_count(), first + n);  // a range of width 3 has one slack bit
+    const std::string name0 = vexa_var_str(uint32_t(first));
+    const uint64_t base = std::stoull(name0.substr(2));
+    for (uint64_t i = 0; i < n; ++i) {
+        ExprPtr p(out[i]);
+        EXPECT_EQ(std::string(vexa_var_str(uint32_t(first + i))), "{s" + std::to_string(base + i) + "}");
+        EXPECT_TRUE(codes_of(p.get()).count(uint32_t(first + i))) << "element " << i;
+    }
+
+    // An unknown kind gives zero expressions and makes no slack.
+    std::vector<ExprImpl *> zeros(3, nullptr);
+    vexa_array_between(codes.data(), 7, In(0).get(), In(5).get(), zeros.data(), 3);
+    EXPECT_EQ(vexa_var_count(), first + n);
+    for (ExprImpl *z0 : zeros) {
+        ExprPtr p(z0);
+        ASSERT_NE(p, nullptr);
+        EXPECT_EQ(p->term_count(), 0u);
+        EXPECT_EQ(constant_of(p.get()), 0);
+        EXPECT_EQ(p->attr, vexa::kPlainAttr);
+    }
+}
+
+}  // namespace

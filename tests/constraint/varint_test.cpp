@@ -2,12 +2,16 @@
 // and, over all bit settings, exactly the values of their declared range.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <random>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "constraint/varint.hpp"
 #include "support/constraint_util.hpp"
+#include "vexa/array.h"
 #include "vexa/constraint.h"
 #include "vexa/var.h"
 
@@ -165,3 +169,95 @@ TEST(EncodedIntegers, NamesRecordsAndTheirEnd) {
 }
 
 }  // namespace
+
+// ---- uniform arrays of encoded integers ----
+
+struct ArrayDeleter {
+    void operator()(vexa_expr_array *a) const { vexa_array_expr_destroy(a); }
+};
+using ExprArr = std::unique_ptr<vexa_expr_array, ArrayDeleter>;
+
+// Every element takes exactly the values of [lo, hi] over all settings of
+// its own bits; its bits are name[index..][k] in one group, and its record
+// names its flat index, in element order.
+TEST(EncodedIntegerArrays, EveryElementTakesExactlyItsRange) {
+    for (uint64_t seed = 1; seed <= 24; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        vexa_var_reset();
+        std::mt19937_64 rng(seed);
+        std::vector<uint64_t> shape(rng() % 3);
+        for (uint64_t &e : shape) e = 1 + rng() % 3;
+        uint64_t count = 1;
+        for (uint64_t e : shape) count *= e;
+        const coeff_t lo = static_cast<int>(rng() % 21) - 10;
+        const coeff_t hi = lo + static_cast<int>(rng() % 12) - 1;  // hi == lo - 1 now and then: no bits
+        const uint64_t bits = coeffs_of(lo, hi).size();
+        const uint64_t first = vexa_var_count();
+        ExprArr a(vexa_array_varint_create_uniform("n", shape.data(), shape.size(), In(lo).get(), In(hi).get()));
+        ASSERT_EQ(vexa_array_expr_size(a.get()), count);
+        ASSERT_EQ(vexa_var_count(), first + count * bits);
+        uint32_t previous_record = 0;
+        for (uint64_t e = 0; e < count; ++e) {
+            SCOPED_TRACE("element " + std::to_string(e));
+            const ExprImpl *v = vexa_array_expr_ref(a.get(), e);
+            const vexa::VarIntEntry &entry = vexa::varint_entry(*v);
+            EXPECT_EQ(entry.element, e);
+            if (e > 0) {
+                EXPECT_EQ(v->attr, previous_record + 1) << "records follow element order";
+            }
+            previous_record = v->attr;
+            EXPECT_EQ(read(vexa_varintelem_min, v), lo);
+            EXPECT_EQ(read(vexa_varintelem_max, v), hi);
+            ASSERT_EQ(vexa_varintelem_var_count(v), bits);
+
+            // The bit's name is the element's index followed by the bit's.
+            std::string index;
+            for (uint64_t k = shape.size(), rest = e; k-- > 0; rest /= shape[k]) {
+                index = "[" + std::to_string(rest % shape[k]) + "]" + index;
+            }
+            std::vector<uint32_t> codes;
+            for (uint64_t k = 0; k < bits; ++k) {
+                codes.push_back(vexa_varintelem_var(v, k));
+                EXPECT_EQ(codes.back(), first + e * bits + k);
+                EXPECT_EQ(std::string(vexa_var_str(codes.back())), "n" + index + "[" + std::to_string(k) + "]");
+            }
+
+            ExprPtr plain(vexa_array_varint_get_expr(a.get(), e));
+            EXPECT_EQ(plain->attr, vexa::kPlainAttr);
+            EXPECT_EQ(flat(plain.get()), flat(v));
+            std::set<coeff_t> reached;
+            for (uint64_t mask = 0; mask < (uint64_t(1) << bits); ++mask) {
+                reached.insert(evaluate(
+                    plain.get(),
+                    [&](uint32_t code) {
+                        for (uint64_t k = 0; k < bits; ++k) {
+                            if (codes[k] == code) return coeff_t((mask >> k) & 1);
+                        }
+                        ADD_FAILURE() << "a variable that is not one of the element's bits";
+                        return coeff_t(0);
+                    },
+                    false));
+            }
+            std::set<coeff_t> range;
+            for (coeff_t x = lo; x <= std::max(lo, hi); ++x) range.insert(x);
+            EXPECT_EQ(reached, range);
+        }
+    }
+}
+
+TEST(EncodedIntegerArrays, EmptyArraysAndConstantsMakeNoBits) {
+    vexa_var_reset();
+    const uint64_t empty[2] = {2, 0};
+    const uint64_t before = vexa_var_count();
+    ExprArr none(vexa_array_varint_create_uniform("e", empty, 2, In(0).get(), In(9).get()));
+    EXPECT_EQ(vexa_array_expr_size(none.get()), 0u);
+    const uint64_t two = 2;
+    ExprArr fixed(vexa_array_varint_create_uniform("f", &two, 1, In(5).get(), In(5).get()));
+    EXPECT_EQ(vexa_var_count(), before);
+    EXPECT_STREQ(vexa_array_expr_str(fixed.get()), "{5,5}");
+    // Rank 0 holds one value whose bits read name[k].
+    ExprArr scalar(vexa_array_varint_create_uniform("s", nullptr, 0, In(0).get(), In(3).get()));
+    const ExprImpl *v = vexa_array_expr_ref(scalar.get(), 0);
+    ASSERT_EQ(vexa_varintelem_var_count(v), 2u);
+    EXPECT_STREQ(vexa_var_str(vexa_varintelem_var(v, 1)), "s[1]");
+}

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "constraint/attr.hpp"
@@ -68,6 +69,45 @@ inline ExprPtr random_body(std::mt19937_64 &rng, const std::vector<uint32_t> &va
         }
     }
     return ExprPtr(vexa_expr_simplify_as_binary(e.get()));
+}
+
+// Variable codes of an expression's terms, negation bit cleared.
+inline std::set<uint32_t> codes_of(const ExprImpl *e) {
+    std::set<uint32_t> out;
+    for (uint64_t i = 0; i < e->term_count(); ++i) {
+        const TermImpl &t = e->term(i);
+        for (uint32_t k = 0; k < t.vars.degree(); ++k) out.insert(t.vars.slot[k] & 0x7FFFFFFFu);
+    }
+    return out;
+}
+
+// Both penalties equal after simplifying, once the slack bits of `got` (the
+// codes that are not in the body) are renamed to those of `want`, in order.
+inline ::testing::AssertionResult same_penalty(const ExprImpl *got, const ExprImpl *want, const ExprImpl *body) {
+    const std::set<uint32_t> body_codes = codes_of(body);
+    std::vector<uint32_t> slack_got, slack_want;
+    for (uint32_t c : codes_of(got)) {
+        if (!body_codes.count(c)) slack_got.push_back(c);
+    }
+    for (uint32_t c : codes_of(want)) {
+        if (!body_codes.count(c)) slack_want.push_back(c);
+    }
+    if (slack_got.size() != slack_want.size()) {
+        return ::testing::AssertionFailure() << slack_got.size() << " slack bits, expected " << slack_want.size();
+    }
+    std::vector<ExprPtr> owned;
+    std::vector<const ExprImpl *> values;
+    for (uint32_t c : slack_want) {
+        owned.emplace_back(vexa_expr_create_var(c));
+        values.push_back(owned.back().get());
+    }
+    ExprPtr renamed(vexa_expr_replace(got, slack_got.data(), values.data(), slack_got.size()));
+    ExprPtr a(vexa_expr_simplify(renamed.get()));
+    ExprPtr b(vexa_expr_simplify(want));
+    if (flat(a.get()) == flat(b.get()) && constant_of(a.get()) == constant_of(b.get())) {
+        return ::testing::AssertionSuccess();
+    }
+    return ::testing::AssertionFailure() << vexa_expr_str(a.get()) << " vs " << vexa_expr_str(b.get());
 }
 
 }  // namespace vexa::test
