@@ -6,6 +6,7 @@
 //   vexa::Array<vexa::Int> q({4, 4}, costs);               // from row-major data
 //   vexa::Expr cost = vexa::einsum<0>("ij,ij->", q, x)();  // sum of q(i,j) * x(i,j)
 //   vexa::Array<vexa::Expr> rows = x.sum(1) - 1;           // one expression per row
+//   vexa::Array<vexa::Expr> one_hot = x.sum(1) == 1;       // one constraint per row
 //
 // Indices are multi-indices: operator() and at() check their count and every
 // index against the shape, slice() checks every range, and binary operations
@@ -298,6 +299,15 @@ struct op_mul {
 struct op_div {
     static constexpr const char *text = "/";
 };
+struct op_eq {
+    static constexpr const char *text = "==";
+};
+struct op_le {
+    static constexpr const char *text = "<=";
+};
+struct op_ge {
+    static constexpr const char *text = ">=";
+};
 struct op_coeffvec_mul {};
 struct op_negate {};
 struct op_invert {};
@@ -326,6 +336,20 @@ struct EwInplaceScalar {
 };
 template <class L, class Op>
 struct EwUnary {
+    static constexpr bool exists = false;
+};
+// Constraint forms: `op` with one integer, `op` with an Int array, and the
+// range with two integers or two Int arrays.
+template <class L, class Op>
+struct EwCmp {
+    static constexpr bool exists = false;
+};
+template <class L, class Op>
+struct EwCmpArray {
+    static constexpr bool exists = false;
+};
+template <class L>
+struct EwBetween {
     static constexpr bool exists = false;
 };
 
@@ -362,7 +386,29 @@ struct EwUnary {
         using result = fam_##res;                                              \
         static constexpr auto fn = &vexa_array_##l##_##op;                     \
     };
+#define VEXA_EW_CMP(l, op)                                                    \
+    template <>                                                                \
+    struct EwCmp<fam_##l, op_##op> {                                           \
+        static constexpr bool exists = true;                                   \
+        static constexpr auto fn = &vexa_array_##l##_##op##_int;               \
+    };
+#define VEXA_EW_CMP_ARRAY(l, op)                                              \
+    template <>                                                                \
+    struct EwCmpArray<fam_##l, op_##op> {                                      \
+        static constexpr bool exists = true;                                   \
+        static constexpr auto fn = &vexa_array_##l##_##op##_array_int;         \
+    };
+#define VEXA_EW_BETWEEN(l)                                                    \
+    template <>                                                                \
+    struct EwBetween<fam_##l> {                                                \
+        static constexpr bool exists = true;                                   \
+        static constexpr auto fn = &vexa_array_##l##_between;                  \
+        static constexpr auto fn_array = &vexa_array_##l##_between_array_int;  \
+    };
 #include "vexa/array_elementwise.def"
+#undef VEXA_EW_CMP
+#undef VEXA_EW_CMP_ARRAY
+#undef VEXA_EW_BETWEEN
 #undef VEXA_EW_ARRAY
 #undef VEXA_EW_SCALAR
 #undef VEXA_EW_INPLACE_ARRAY
@@ -812,6 +858,110 @@ template <class L>
     requires hpp_detail::ew_unary<L, hpp_detail::op_simplify_as_spin>
 auto simplify_as_spin(const Array<L> &a) {
     return hpp_detail::ew_unary_call<hpp_detail::op_simplify_as_spin>(a);
+}
+
+// ---------------------------------------------------------------------------
+// Constraints on every element: a == c, a <= c, a >= c with c an integer or
+// an Int array of a's shape, and between(lo, a, hi) with two integers or two
+// Int arrays. Each element of the result is a classic constraint value: its
+// polynomial is the penalty, zero exactly where the element satisfies the
+// relation, and it remembers its body and bounds. A bound of <= (>=) alone
+// pairs with the least (greatest) value the element can take. Range forms
+// may create slack variables, numbered in element order. An integer on the
+// left reads as the mirrored relation.
+// ---------------------------------------------------------------------------
+namespace hpp_detail {
+
+template <class L, class Op>
+concept ew_cmp = EwCmp<family_t<L>, Op>::exists;
+template <class L, class Op>
+concept ew_cmp_array = EwCmpArray<family_t<L>, Op>::exists;
+template <class L>
+concept ew_between = EwBetween<family_t<L>>::exists;
+template <class S>
+concept integer_value = kind_v<S> == Kind::integer;
+
+template <class Op, class L, class S>
+Array<Expr> ew_cmp_call(const Array<L> &a, const S &c) {
+    const ScalarArg<fam_int> arg(c);
+    return Array<Expr>::adopt(EwCmp<family_t<L>, Op>::fn(a.handle(), arg.get()));
+}
+template <class Op, class L>
+Array<Expr> ew_cmp_array_call(const Array<L> &a, const Array<Int> &c) {
+    check_same_shape(a, c, Op::text);
+    return Array<Expr>::adopt(EwCmpArray<family_t<L>, Op>::fn(a.handle(), c.handle()));
+}
+
+}  // namespace hpp_detail
+
+template <class L, class S>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<L, hpp_detail::op_eq>
+Array<Expr> operator==(const Array<L> &a, const S &c) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_eq>(a, c);
+}
+template <class L, class S>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<L, hpp_detail::op_le>
+Array<Expr> operator<=(const Array<L> &a, const S &c) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_le>(a, c);
+}
+template <class L, class S>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<L, hpp_detail::op_ge>
+Array<Expr> operator>=(const Array<L> &a, const S &c) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_ge>(a, c);
+}
+template <class S, class R>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<R, hpp_detail::op_eq>
+Array<Expr> operator==(const S &c, const Array<R> &a) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_eq>(a, c);
+}
+template <class S, class R>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<R, hpp_detail::op_ge>
+Array<Expr> operator<=(const S &c, const Array<R> &a) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_ge>(a, c);
+}
+template <class S, class R>
+    requires hpp_detail::integer_value<S> && hpp_detail::ew_cmp<R, hpp_detail::op_le>
+Array<Expr> operator>=(const S &c, const Array<R> &a) {
+    return hpp_detail::ew_cmp_call<hpp_detail::op_le>(a, c);
+}
+
+// Element by element against an Int array of the same shape. (No == for two
+// Int arrays: the library has no such form.)
+template <class L>
+    requires hpp_detail::ew_cmp_array<L, hpp_detail::op_eq>
+Array<Expr> operator==(const Array<L> &a, const Array<Int> &c) {
+    return hpp_detail::ew_cmp_array_call<hpp_detail::op_eq>(a, c);
+}
+template <class L>
+    requires hpp_detail::ew_cmp_array<L, hpp_detail::op_le>
+Array<Expr> operator<=(const Array<L> &a, const Array<Int> &c) {
+    return hpp_detail::ew_cmp_array_call<hpp_detail::op_le>(a, c);
+}
+template <class L>
+    requires hpp_detail::ew_cmp_array<L, hpp_detail::op_ge>
+Array<Expr> operator>=(const Array<L> &a, const Array<Int> &c) {
+    return hpp_detail::ew_cmp_array_call<hpp_detail::op_ge>(a, c);
+}
+
+// lo <= a <= hi on every element. With lo above hi the element's penalty is
+// empty and it keeps the bounds given.
+template <class L, class Lo, class Hi>
+    requires hpp_detail::integer_value<Lo> && hpp_detail::integer_value<Hi> && hpp_detail::ew_between<L>
+Array<Expr> between(const Lo &lo, const Array<L> &a, const Hi &hi) {
+    const hpp_detail::ScalarArg<hpp_detail::fam_int> l(lo), h(hi);
+    return Array<Expr>::adopt(hpp_detail::EwBetween<hpp_detail::family_t<L>>::fn(a.handle(), l.get(), h.get()));
+}
+template <class L>
+    requires hpp_detail::ew_between<L>
+Array<Expr> between(const Array<Int> &lo, const Array<L> &a, const Array<Int> &hi) {
+    const Shape s = a.shape(), sl = lo.shape(), sh = hi.shape();
+    if (sl != s || sh != s) {
+        throw std::invalid_argument("vexa::between: bounds of shapes " + hpp_detail::shape_text(sl) + " and " +
+                                    hpp_detail::shape_text(sh) + " for an array of shape " +
+                                    hpp_detail::shape_text(s));
+    }
+    return Array<Expr>::adopt(
+        hpp_detail::EwBetween<hpp_detail::family_t<L>>::fn_array(a.handle(), lo.handle(), hi.handle()));
 }
 
 // ---------------------------------------------------------------------------

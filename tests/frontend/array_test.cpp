@@ -753,4 +753,115 @@ TEST(ArrayReadout, OneHotDecodingRefusesLinesThatAreNotOneHot) {
     EXPECT_EQ(line(0), 2);
 }
 
+// ---- constraints on every element ---------------------------------------------
+
+namespace cons {
+
+struct Bounds {
+    Int lo, hi;
+};
+
+// The bounds that element i of a constraint array records.
+Bounds bounds_at(const Array<Expr> &r, uint64_t i) {
+    const Expr e = r(i);
+    hpp_detail::OutRecord lo, hi;
+    EXPECT_EQ(vexa_exprexpr_get_bounds(e.handle(), lo.get(), hi.get()), 1) << "element " << i << " is no constraint";
+    return Bounds{lo.take(), hi.take()};
+}
+Expr body_at(const Array<Expr> &r, uint64_t i) {
+    const Expr e = r(i);
+    return Expr::adopt(vexa_expr_clone(vexa_exprexprelem_get_body(e.handle())));
+}
+Expr penalty_at(const Array<Expr> &r, uint64_t i) {
+    return Expr::adopt(vexa_array_exprexpr_get_penalty(r.handle(), i));
+}
+
+template <class L>
+void check_forms(std::mt19937_64 &rng) {
+    const uint64_t n = 1 + rng() % 4;
+    const Array<L> a = random_array<L>({n}, rng);
+    const Int c = static_cast<long long>(rng() % 7) - 3;
+    std::vector<Int> cv;
+    for (uint64_t i = 0; i < n; ++i) cv.emplace_back(static_cast<long long>(rng() % 7) - 3);
+    const Array<Int> ca({n}, cv);
+
+    const Array<Expr> le = a <= c, ge = a >= c, le_arr = a <= ca, ge_arr = a >= ca;
+    const Array<Expr> mirrored = c <= a;  // the same as a >= c
+    const Int c2 = c.to_int64() + 2;
+    const Array<Expr> range = between(c, a, c2);
+    const Array<Expr> range_arr = between(ca, a, ca);
+    for (uint64_t i = 0; i < n; ++i) {
+        SCOPED_TRACE("element " + std::to_string(i));
+        const Expr f(a(i));
+        const Int lowest = f.lower_bound(), highest = f.upper_bound();
+        auto expect = [&](const Array<Expr> &r, const Int &lo, const Int &hi, const char *what) {
+            ASSERT_EQ(r.shape(), (Shape{n})) << what;
+            const Bounds b = bounds_at(r, i);
+            EXPECT_EQ(b.lo, lo) << what;
+            EXPECT_EQ(b.hi, hi) << what;
+            EXPECT_TRUE(same_value(body_at(r, i), f)) << what;
+        };
+        expect(le, lowest, c, "a <= c");
+        expect(ge, c, highest, "a >= c");
+        expect(le_arr, lowest, cv[i], "a <= c[i]");
+        expect(ge_arr, cv[i], highest, "a >= c[i]");
+        expect(mirrored, c, highest, "c <= a");
+        expect(range, c, c2, "between(c, a, c + 2)");
+        expect(range_arr, cv[i], cv[i], "between(c[i], a, c[i])");
+        if constexpr (!std::same_as<L, Int>) {
+            const Array<Expr> eq = a == c, eq_arr = a == ca;
+            expect(eq, c, c, "a == c");
+            expect(eq_arr, cv[i], cv[i], "a == c[i]");
+            EXPECT_TRUE(same_value(penalty_at(eq, i), sqr(f - c)));
+            EXPECT_TRUE(same_value(penalty_at(eq_arr, i), sqr(f - cv[i])));
+        } else {
+            const Array<Expr> eq = a == c;
+            expect(eq, c, c, "a == c");
+            EXPECT_TRUE(same_value(penalty_at(eq, i), sqr(f - c)));
+        }
+    }
+}
+
+template <class L, class R>
+concept can_equal = requires(const Array<L> &a, const R &b) { a == b; };
+
+}  // namespace cons
+
+TEST(ArrayConstraints, FormsRecordBodyAndBoundsOfEveryElement) {
+    for (uint64_t seed = 1; seed <= 5; ++seed) {
+        SCOPED_TRACE(seed_note(seed));
+        std::mt19937_64 rng(seed);
+        each_type([&](auto t) { cons::check_forms<typename decltype(t)::type>(rng); });
+    }
+    // The library has no == between two Int arrays, nor with other arrays.
+    static_assert(cons::can_equal<Var, Array<Int>> && !cons::can_equal<Int, Array<Int>>);
+    static_assert(!cons::can_equal<Var, Array<Var>> && cons::can_equal<Int, int>);
+}
+
+TEST(ArrayConstraints, BoundArraysOfAnotherShapeThrow) {
+    const Array<Var> x("cx", {2, 3});
+    const Array<Int> wrong({3, 2}), right({2, 3});
+    const std::string both = "(2,3) vs (3,2)";
+    expect_throw_naming<std::invalid_argument>([&] { (void)(x == wrong); }, "Array ==: shape mismatch " + both);
+    expect_throw_naming<std::invalid_argument>([&] { (void)(x <= wrong); }, "Array <=: shape mismatch " + both);
+    expect_throw_naming<std::invalid_argument>([&] { (void)(x >= wrong); }, "Array >=: shape mismatch " + both);
+    expect_throw_naming<std::invalid_argument>([&] { (void)between(wrong, x, right); }, "(3,2) and (2,3)");
+    expect_throw_naming<std::invalid_argument>([&] { (void)between(right, x, wrong); }, "shape (2,3)");
+}
+
+// Constraint arrays in a model: one-hot rows as equalities, column counts as
+// ranges. Every optimum of the penalties satisfies them all.
+TEST(ArrayConstraints, PenaltiesHoldAtTheOptimum) {
+    const Array<Var> x("kx", {2, 3});
+    const Expr rows = (x.sum(1) == 1).sum();
+    const Expr cols = between(0, x.sum(0), 1).sum();
+    const Expr want = (x.sum(0).slice(0) >= 1).sum();  // column 0 is used
+    const Result r = ExhaustiveSolver(Model::from(rows + cols + want)).search();
+    EXPECT_EQ(r.energy(), 0);
+    const Array<Int> v = values(r, x);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(v.slice(i).sum().constant(), 1) << "row " << i;
+    for (int j = 0; j < 3; ++j) EXPECT_LE(v.slice(all, j).sum().constant(), 1) << "column " << j;
+    EXPECT_EQ(v.slice(all, 0).sum().constant(), 1);
+}
+
 }  // namespace
