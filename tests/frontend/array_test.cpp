@@ -853,7 +853,7 @@ TEST(ArrayConstraints, BoundArraysOfAnotherShapeThrow) {
 // ranges. Every optimum of the penalties satisfies them all.
 TEST(ArrayConstraints, PenaltiesHoldAtTheOptimum) {
     const Array<Var> x("kx", {2, 3});
-    const Expr rows = (x.sum(1) == 1).sum();
+    const Expr rows = (1 == x.sum(1)).sum();
     const Expr cols = between(0, x.sum(0), 1).sum();
     const Expr want = (x.sum(0).slice(0) >= 1).sum();  // column 0 is used
     const Result r = ExhaustiveSolver(Model::from(rows + cols + want)).search();
