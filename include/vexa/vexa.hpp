@@ -35,8 +35,8 @@
 // boost::multiprecision::cpp_int (they are present when Boost is found).
 //
 // This header includes one header per concept: int.hpp, var.hpp, term.hpp,
-// expr.hpp, operators.hpp, model.hpp, sol.hpp, result.hpp, solver.hpp, and
-// handle.hpp, the owner of a C handle that the value classes build on.
+// expr.hpp, operators.hpp, model.hpp, sol.hpp, result.hpp, solver.hpp, ilp.hpp
+// (the linear view and its LP and MPS files), and handle.hpp, the owner of a C handle that the value classes build on.
 #ifndef VEXA_HPP
 #define VEXA_HPP
 
@@ -53,5 +53,6 @@
 #include "vexa/sol.hpp"
 #include "vexa/result.hpp"
 #include "vexa/solver.hpp"
+#include "vexa/ilp.hpp"
 
 #endif
