@@ -271,6 +271,39 @@ TEST_F(Mip, ProvenInfeasibleModelHasNoSolution) {
     EXPECT_FALSE(r.gap.has_value());
 }
 
+// A market split problem (equal halves of four weighted sums) is far beyond
+// a fraction of a second for a MIP solver: the limit must end the search,
+// and the result must not claim a proof it lacks.
+TEST_F(Mip, TimeLimitEndsASearchWithoutAProof) {
+    std::mt19937_64 rng(77);
+    const Vars x("split", 40);
+    Expr all = Expr(Int(0));
+    for (int row = 0; row < 4; ++row) {
+        Expr body = Expr(Int(0));
+        int64_t total = 0;
+        for (uint64_t j = 0; j < 40; ++j) {
+            const int64_t a = static_cast<int64_t>(rng() % 100);
+            body = body + Int(a) * x[j];
+            total += a;
+        }
+        all = all + Int(kWeight) * between(body, total / 2, total / 2);
+    }
+    for (uint64_t j = 0; j < 40; ++j) all = all + Int(static_cast<int64_t>(rng() % 7) - 3) * x[j];
+    const vexa::MipResult r = vexa::MipSolver(vexa::Model::from(all)).solve({.time_limit = 0.3, .threads = 1});
+    EXPECT_TRUE(r.status == vexa::MipStatus::time_limit || r.status == vexa::MipStatus::feasible)
+        << vexa::to_string(r.status);
+    EXPECT_LT(r.run_time, 10.0);
+    if (r.status == vexa::MipStatus::time_limit) {
+        EXPECT_FALSE(r.sol.has_value());
+    } else {
+        ASSERT_TRUE(r.sol.has_value());
+        EXPECT_EQ(r.objective, r.sol->energy().to_double());
+        if (r.bound) {
+            EXPECT_LE(*r.bound, r.sol->energy());
+        }
+    }
+}
+
 TEST_F(Mip, ModelWithoutColumnsIsItsConstant) {
     const vexa::Model m = vexa::Model::from(Expr(Int(12)));
     const vexa::MipResult r = vexa::MipSolver(m).solve();
