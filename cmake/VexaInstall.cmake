@@ -24,6 +24,13 @@ install(CODE "
   endif()
 ")
 
+# The MIP backend, where it is built, beside the library it uses; the tool
+# links it for --solver cbc.
+if(TARGET vexa_mip)
+  set_target_properties(vexa_mip PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS vexa_mip LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
+
 if(TARGET vexa)
   set_target_properties(vexa PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   install(TARGETS vexa RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

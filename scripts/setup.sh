@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build needs, if any is missing.
+# Installs the Debian packages the build needs, if any is missing. CBC's
+# library (coinor-libcbc-dev) gives the MIP backend, glpsol (glpk-utils) the
+# checks of the LP and MPS files.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build binutils libboost-dev libgtest-dev libgmock-dev
-          libbenchmark-dev nlohmann-json3-dev libcli11-dev)
+          libbenchmark-dev nlohmann-json3-dev libcli11-dev
+          coinor-libcbc-dev glpk-utils)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

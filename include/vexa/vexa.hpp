@@ -43,8 +43,9 @@
 //
 // This header includes one header per concept: int.hpp, var.hpp, term.hpp,
 // expr.hpp, operators.hpp, encoded_int.hpp, constraint.hpp, model.hpp, sol.hpp,
-// result.hpp, solver.hpp, array.hpp (N-dimensional arrays, einsum), and
-// handle.hpp, the owner of a C handle that the value classes build on.
+// result.hpp, solver.hpp, array.hpp (N-dimensional arrays, einsum), ilp.hpp
+// (the linear view and its LP and MPS files), and handle.hpp, the owner of a C
+// handle that the value classes build on.
 #ifndef VEXA_HPP
 #define VEXA_HPP
 
@@ -64,5 +65,6 @@
 #include "vexa/result.hpp"
 #include "vexa/solver.hpp"
 #include "vexa/array.hpp"
+#include "vexa/ilp.hpp"
 
 #endif

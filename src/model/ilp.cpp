@@ -1,7 +1,6 @@
 #include "model/ilp.hpp"
 
 #include <algorithm>
-#include <map>
 #include <numeric>
 #include <set>
 
@@ -37,8 +36,25 @@ std::unique_ptr<IlpImpl> fail(const std::string &why) {
     return nullptr;
 }
 
-// A body's linear part summed by word: a word that repeats adds up.
-using RowSums = std::map<uint32_t, coeff_t>;
+// A body's linear part summed by word, ascending by word: a word that
+// repeats adds up (to an entry of 0 if it cancels).
+using RowSums = std::vector<std::pair<uint32_t, coeff_t>>;
+
+// Sorts (word, coefficient) pairs by word and sums the repeats, keeping the
+// order in which equal words arrived, as an ordered map would.
+void merge_sums(RowSums &s) {
+    std::stable_sort(s.begin(), s.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    size_t out = 0;
+    for (size_t k = 0; k < s.size(); ++k) {
+        if (out > 0 && s[out - 1].first == s[k].first) {
+            s[out - 1].second += s[k].second;
+        } else {
+            if (out != k) s[out] = std::move(s[k]);
+            ++out;
+        }
+    }
+    s.resize(out);
+}
 
 // A VarInt whose bits the model sees only as their weighted sum.
 struct Recognised {
@@ -50,8 +66,8 @@ struct Recognised {
 bool records_as_whole(const VarIntEntry &e, const std::vector<uint32_t> &dense, const std::vector<coeff_t> &lin_bin,
                       const std::vector<RowSums> &sums, std::vector<coeff_t> &r_cons) {
     auto sum_of = [](const RowSums &s, uint32_t word) {
-        const auto it = s.find(word);
-        return it == s.end() ? coeff_t(0) : it->second;
+        const auto it = std::lower_bound(s.begin(), s.end(), word, [](const auto &e, uint32_t w) { return e.first < w; });
+        return it == s.end() || it->first != word ? coeff_t(0) : it->second;
     };
     const coeff_t &r = lin_bin[dense[0]];
     for (size_t i = 0; i < dense.size(); ++i) {
@@ -74,6 +90,14 @@ void row_reach(const IlpImpl &p, const IlpRow &row, coeff_t &least, coeff_t &gre
     greatest = 0;
     for (size_t k = 0; k < row.cols.size(); ++k) {
         const IlpCol &c = p.cols[row.cols[k]];
+        if (c.kind == 0) {  // bounds 0 and 1: the coefficient itself on one side
+            if (row.coeffs[k] < 0) {
+                least += row.coeffs[k];
+            } else {
+                greatest += row.coeffs[k];
+            }
+            continue;
+        }
         coeff_t a = row.coeffs[k] * c.lower, b = row.coeffs[k] * c.upper;
         if (b < a) std::swap(a, b);
         least += a;
@@ -163,15 +187,17 @@ std::unique_ptr<IlpImpl> build_ilp(const ModelImpl &m) {
     std::vector<coeff_t> row_constant(cons.size());
     for (size_t i = 0; i < cons.size(); ++i) {
         row_constant[i] = cons[i].body_constant;
+        sums[i].reserve(cons[i].vars.size());
         for (size_t k = 0; k < cons[i].vars.size(); ++k) {
             const uint32_t w = cons[i].vars[k];
             if (!literal_is_int(w) && literal_negated(w)) {
                 row_constant[i] += cons[i].coeffs[k];
-                sums[i][literal_var_index(w)] -= cons[i].coeffs[k];
+                sums[i].emplace_back(literal_var_index(w), -cons[i].coeffs[k]);
             } else {
-                sums[i][w] += cons[i].coeffs[k];
+                sums[i].emplace_back(w, cons[i].coeffs[k]);
             }
         }
+        merge_sums(sums[i]);
     }
 
     // Encoded integers seen only as their weighted sum become one column.
@@ -208,6 +234,9 @@ std::unique_ptr<IlpImpl> build_ilp(const ModelImpl &m) {
     }
 
     auto p = std::make_unique<IlpImpl>();
+    p->cols.reserve(n_var + recognised.size() + n_int);
+    p->obj.reserve(n_var + recognised.size() + n_int);
+    p->rows.reserve(cons.size() + n_rem);
     std::vector<uint32_t> bin_col(n_var, kNoIndex);
     for (uint32_t v = 0; v < n_var; ++v) {
         if (claimed[v] != kNoIndex) continue;
@@ -241,21 +270,26 @@ std::unique_ptr<IlpImpl> build_ilp(const ModelImpl &m) {
 
     for (size_t i = 0; i < cons.size(); ++i) {
         coeff_t a = row_constant[i];
-        std::map<uint32_t, coeff_t> row;
+        // Entries by column, ascending, a column met twice summed.
+        RowSums row;
+        row.reserve(sums[i].size() + recognised.size());
         for (const auto &[w, c] : sums[i]) {
             if (literal_is_int(w)) {
-                row[int_base + literal_int_index(w)] += c;
+                row.emplace_back(int_base + literal_int_index(w), c);
             } else if (claimed[w] == kNoIndex) {
-                row[bin_col[w]] += c;
+                row.emplace_back(bin_col[w], c);
             }
         }
         for (size_t k = 0; k < recognised.size(); ++k) {
             const coeff_t &rc = recognised[k].r_cons[i];
             if (rc.is_zero()) continue;
-            row[base + static_cast<uint32_t>(k)] += rc;
+            row.emplace_back(base + static_cast<uint32_t>(k), rc);
             a -= rc * recognised[k].col.offset;
         }
+        merge_sums(row);
         IlpRow r;
+        r.cols.reserve(row.size());
+        r.coeffs.reserve(row.size());
         for (auto &[col, c] : row) {
             if (c.is_zero()) continue;
             r.cols.push_back(col);

@@ -501,3 +501,38 @@ TEST(Cli, ASignalStopsTheSearchAndTheBestIsPrinted) {
 }
 
 }  // namespace
+
+// The cbc solver proves the optimum of a linear problem and refuses a
+// quadratic one by name; a build without CBC says that it has none.
+namespace {
+
+TEST(CliCbc, LinearProblemsAreSolvedExactlyAndQuadraticOnesRefused) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    test::write_file(dir + "/lin.qubo", "p qubo 0 3 3 0\n0 0 5\n1 1 -2\n2 2 7\n");
+    test::write_file(dir + "/quad.qubo", "p qubo 0 2 2 1\n0 0 5\n1 1 -2\n0 1 3\n");
+    const test::Run lin = test::run_tool(dir, "solve " + dir + "/lin.qubo --solver cbc --json --quiet");
+    const test::Run quad = test::run_tool(dir, "solve " + dir + "/quad.qubo --solver cbc --quiet");
+#ifdef VEXA_TOOL_HAS_CBC
+    ASSERT_EQ(lin.status, 0) << lin.err;
+    const auto j = nlohmann::json::parse(lin.out);
+    EXPECT_EQ(j["energy"], -12);
+    EXPECT_EQ(j["assignment"], nlohmann::json::array({1, 0, 1}));
+    EXPECT_EQ(j["info"]["status"], "optimal") << lin.out;
+    EXPECT_EQ(j["info"]["bound"], -12) << lin.out;
+    EXPECT_EQ(quad.status, 2);
+    EXPECT_EQ(quad.out, "");
+    EXPECT_EQ(quad.err, "vexa: " + dir +
+                            "/quad.qubo: the cbc solver takes only linear problems: not an ILP: the objective has a "
+                            "degree-2 term (only free-form penalty terms enforced to 0 by their hard rows are allowed). "
+                            "Keep the objective linear, or solve without the ILP option.\n");
+#else
+    for (const test::Run *r : {&lin, &quad}) {
+        EXPECT_EQ(r->status, 1);
+        EXPECT_EQ(r->err, "vexa: this vexa was built without CBC, so --solver cbc is not available; install "
+                          "coinor-libcbc-dev (scripts/setup.sh) and build again\n");
+    }
+#endif
+}
+
+}  // namespace

@@ -1,6 +1,6 @@
 // vexa: solves QUBO and Max-Cut instances from files.
 //
-//   vexa solve FILE [--format qubo|matrix|gset] [--solver nimba|exhaustive]
+//   vexa solve FILE [--format qubo|matrix|gset] [--solver nimba|exhaustive|cbc]
 //                   [--time-limit S] [--threads N] [--seed N] [--target E]
 //                   [--topk K] [--instance K] [--json] [--quiet]
 //   vexa --version | vexa help
@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -32,6 +33,9 @@
 #include "vexa/solver_module.h"
 #include "vexa/sysinfo.h"
 #include "vexa/vexa.hpp"
+#ifdef VEXA_TOOL_HAS_CBC
+#include "vexa/mip.hpp"
+#endif
 
 #ifndef VEXA_TOOL_BUILD_TYPE
 #define VEXA_TOOL_BUILD_TYPE "unknown"
@@ -165,6 +169,11 @@ void warn_without_effect(const Settings &s, const vexa::SearchOptions &o, const 
         if (s.seed) warn("--seed has no effect with the exhaustive solver");
         if (s.target) warn("--target has no effect with the exhaustive solver, which always finds the minimum");
     }
+    if (s.solver == "cbc") {
+        if (s.seed) warn("--seed has no effect with the cbc solver");
+        if (s.target) warn("--target has no effect with the cbc solver, which proves the minimum");
+        if (s.topk) warn("--topk has no effect with the cbc solver, which keeps one solution");
+    }
     if (s.instance && problem.collection == 0) {
         warn("--instance has no effect: " + std::string(problem.format == Format::matrix
                                                              ? "the file holds a single problem"
@@ -201,6 +210,42 @@ void watch_best(const std::string &module) {
     dlclose(h);
 }
 
+// The model solved exactly by CBC, with its status, bound and gap as info
+// pairs. Only a model without quadratic terms is an integer linear program.
+vexa::Sol solve_with_cbc(const vexa::Model &model, const vexa::SearchOptions &options, const std::string &name,
+                         std::vector<std::pair<std::string, std::string>> &info) {
+#ifdef VEXA_TOOL_HAS_CBC
+    std::optional<vexa::MipSolver> solver;
+    try {
+        solver.emplace(model);
+    } catch (const std::invalid_argument &e) {
+        throw Failure{kInputError, name + ": the cbc solver takes only linear problems: " + e.what()};
+    }
+    vexa::MipResult r;
+    try {
+        r = solver->solve({.time_limit = options.time_limit, .threads = options.threads});
+    } catch (const std::range_error &e) {
+        throw Failure{kInputError, name + ": " + e.what()};
+    }
+    if (!r.sol) throw Failure{1, name + ": cbc found no solution (" + std::string(vexa::to_string(r.status)) + ")"};
+    char run_time[32];
+    std::snprintf(run_time, sizeof run_time, "%.6f", r.run_time);
+    info.emplace_back("engine", "cbc");
+    info.emplace_back("status", std::string(vexa::to_string(r.status)));
+    if (r.bound) info.emplace_back("bound", r.bound->str());
+    if (r.gap) info.emplace_back("gap", std::to_string(*r.gap));
+    info.emplace_back("run_time", run_time);
+    return std::move(*r.sol);
+#else
+    (void)model;
+    (void)options;
+    (void)name;
+    (void)info;
+    throw Failure{1, "this vexa was built without CBC, so --solver cbc is not available; install coinor-libcbc-dev "
+                     "(scripts/setup.sh) and build again"};
+#endif
+}
+
 std::string solve(const Settings &s) {
     const vexa::SearchOptions options = search_options(s);
     const uint64_t instance = s.instance ? whole_number("--instance", *s.instance, 1, UINT64_MAX) : 1;
@@ -230,6 +275,11 @@ std::string solve(const Settings &s) {
         throw Failure{kInputError, name + ": exhaustive search over " + std::to_string(model.var_count()) +
                                        " variables would not end; it takes at most " +
                                        std::to_string(kExhaustiveLimit)};
+    }
+    if (s.solver == "cbc") {
+        const vexa::Sol best = solve_with_cbc(model, options, name, o.info);
+        o.best = solution_of(best, pe, o.variables);
+        return s.json ? json_report(o) : text_report(o);
     }
     const std::string module = module_path(s.solver);
     if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
@@ -300,8 +350,10 @@ int main(int argc, char **argv) {
     cmd->add_option("--format", s.format, "file format; recognised from the file when left out")
         ->check(CLI::IsMember({"qubo", "matrix", "gset"}));
     cmd->add_option("--instance", s.instance, "problem of a Beasley collection file, from 1");
-    cmd->add_option("--solver", s.solver, "nimba (heuristic, default) or exhaustive (every assignment)")
-        ->check(CLI::IsMember({"nimba", "exhaustive"}));
+    cmd->add_option("--solver", s.solver,
+                    "nimba (heuristic, default), exhaustive (every assignment) or cbc (exact, linear problems only; "
+                    "needs a build with CBC)")
+        ->check(CLI::IsMember({"nimba", "exhaustive", "cbc"}));
     cmd->add_option("--time-limit", s.time_limit, "seconds of search (nimba: default 10; exhaustive: none)");
     cmd->add_option("--threads", s.threads, "search threads (default: VEXA_NUM_THREADS, else every core)");
     cmd->add_option("--seed", s.seed, "random seed (nimba), 0 .. 2^64-1");
