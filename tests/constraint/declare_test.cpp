@@ -249,3 +249,61 @@ TEST_F(DeclaredConstraints, RefusedOperationsNameThemselves) {
 }
 
 }  // namespace
+
+namespace {
+
+// A declared sum of many rows x_k + x_{k+1} + x_k (unsimplified bodies).
+ExprPtr many_rows(const std::vector<uint32_t> &v, uint64_t rows) {
+    ExprPtr all(vexa_expr_create());
+    for (uint64_t k = 0; k < rows; ++k) {
+        ExprPtr body(vexa_expr_create_add_var_var(v[k % v.size()], v[(k + 1) % v.size()]));
+        vexa_expr_iadd_var(body.get(), v[k % v.size()]);
+        ExprPtr c(vexa_cons_between(body.get(), In(0).get(), In(static_cast<int>(k % 3)).get()));
+        vexa_expr_iadd_expr(all.get(), c.get());
+    }
+    return all;
+}
+
+TEST(DeclaredSums, RebuildingManyItemsIsTheSameOnOneThreadAndMany) {
+    vexa_var_reset();
+    std::vector<uint32_t> v;
+    for (int i = 0; i < 50; ++i) v.push_back(vexa_new_var(("r" + std::to_string(i)).c_str()));
+    const uint64_t rows = 12'000;  // above the parallel fan-out
+    ExprPtr all = many_rows(v, rows);
+    std::vector<std::string> texts[2];
+    for (int pass = 0; pass < 2; ++pass) {
+        ThreadScope scope(pass == 0 ? 1 : 4);
+        ExprPtr s(vexa_expr_simplify_as_binary(all.get()));
+        ASSERT_EQ(vexa_cons_item_count(s.get()), rows);
+        for (uint64_t i = 0; i < rows; ++i) {
+            ExprImpl *body = nullptr;
+            Out w, lo, hi;
+            ASSERT_EQ(vexa_cons_item_info(s.get(), i, &body, &w, &lo, &hi), 1);
+            texts[pass].push_back(std::string(vexa_expr_str(body)) + " in [" + lo.value().str() + "," +
+                                  hi.value().str() + "] w " + w.value().str());
+            vexa_expr_destroy(body);
+        }
+    }
+    EXPECT_EQ(texts[0], texts[1]);
+    EXPECT_EQ(texts[0][1], "2*r1 +r2 in [0,1] w 1");
+}
+
+TEST(DeclaredSums, ASubstitutionPastTheDegreeLimitThrowsFromAManyItemSum) {
+    vexa_var_reset();
+    std::vector<uint32_t> v;
+    for (int i = 0; i < 50; ++i) v.push_back(vexa_new_var(("q" + std::to_string(i)).c_str()));
+    ExprPtr all = many_rows(v, 12'000);
+    // A quadratic body, in which a variable is replaced by a product.
+    ExprPtr quad(vexa_expr_create());
+    const uint32_t pair[2] = {v[0], v[1]};
+    vexa_expr_iadd_raw_term(quad.get(), In(1).get(), pair, 2);
+    ExprPtr c(vexa_cons_between(quad.get(), In(0).get(), In(1).get()));
+    vexa_expr_iadd_expr(all.get(), c.get());
+    ExprPtr product(vexa_expr_create());
+    const uint32_t other[2] = {v[2], v[3]};
+    vexa_expr_iadd_raw_term(product.get(), In(1).get(), other, 2);
+    const ExprImpl *values[1] = {product.get()};
+    EXPECT_ANY_THROW(ExprPtr(vexa_expr_replace(all.get(), &v[0], values, 1)));
+}
+
+}  // namespace

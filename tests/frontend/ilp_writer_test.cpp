@@ -151,7 +151,7 @@ TEST_F(IlpWriter, EachRowKind) {
 }
 
 TEST_F(IlpWriter, IntegerColumnsCarryTheirBounds) {
-    const vexa::IntVar n("n", -4, 6), f("f", 3, 4);
+    const vexa::NativeIntVar n("n", -4, 6), f("f", 3, 4);
     const Texts t = texts_of(2 * n - f + between(n + f, 0, 5));
     EXPECT_THAT(t.lp, HasSubstr("Bounds\n -4 <= n <= 6\n 3 <= f <= 4\n"));
     EXPECT_THAT(t.lp, HasSubstr("Generals\n n f\n"));
