@@ -596,11 +596,11 @@ PYBIND11_MODULE(vexa, m) {
 
     py::class_<vexa::Var>(m, "Var", "A binary variable; ~x is its negated literal 1 - x.")
         .def(py::init([](const std::string &name) { return vexa::Var(name); }), "name"_a = "")
-        .def_property_readonly("name", &vexa::Var::name)
-        .def_property_readonly("code", &vexa::Var::code)
+        .def_property_readonly("name", [](const vexa::Var &v) { return v.name(); })
+        .def_property_readonly("code", [](const vexa::Var &v) { return v.code(); })
         .def("__invert__", &vexa::Var::operator~)
         .def("__repr__", [](const vexa::Var &v) { return "Var(" + v.name() + ")"; })
-        .def("__str__", &vexa::Var::name)
+        .def("__str__", [](const vexa::Var &v) { return v.name(); })
         .def("__hash__", [](const vexa::Var &v) { return v.code(); })
         // Two variables compare as codes (a bool); with an integer, == gives a constraint.
         .def("__eq__", [](const vexa::Var &a, py::handle b) -> py::object {
@@ -630,11 +630,11 @@ PYBIND11_MODULE(vexa, m) {
                  return vexa::NativeIntVar(name, lo, hi);
              }),
              "name"_a, "lo"_a, "hi"_a)
-        .def_property_readonly("name", &vexa::NativeIntVar::name)
+        .def_property_readonly("name", [](const vexa::NativeIntVar &v) { return v.name(); })
         .def_property_readonly("lower", &vexa::NativeIntVar::lower)
         .def_property_readonly("upper", &vexa::NativeIntVar::upper)
         .def("__repr__", [](const vexa::NativeIntVar &v) { return "NativeIntVar(" + v.name() + ")"; })
-        .def("__str__", &vexa::NativeIntVar::name)
+        .def("__str__", [](const vexa::NativeIntVar &v) { return v.name(); })
         .def("__hash__", [](const vexa::NativeIntVar &v) { return v.code(); })
         .def("__eq__", [](const vexa::NativeIntVar &a, py::handle b) -> py::object {
             if (py::isinstance<vexa::NativeIntVar>(b)) return py::bool_(a == b.cast<const vexa::NativeIntVar &>());
