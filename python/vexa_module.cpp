@@ -126,7 +126,11 @@ vexa::Expr to_expr(py::handle h) {
 // before the library sees them.
 uint32_t degree_of(const vexa::Expr &e) { return e.max_degree(); }
 
-void check_product(const vexa::Expr &a, const vexa::Expr &b) {
+uint32_t degree_of(const vexa::Var &);
+uint32_t degree_of(const vexa::Int &);
+
+template <class B>
+void check_product(const vexa::Expr &a, const B &b) {
     const uint32_t d = degree_of(a) + degree_of(b);
     if (d > 2) {
         throw py::value_error("vexa: the product has degree " + std::to_string(d) +
@@ -134,27 +138,51 @@ void check_product(const vexa::Expr &a, const vexa::Expr &b) {
     }
 }
 
-// Binary operators: None-returning NotImplemented lets Python try the other side.
-py::object py_add(const vexa::Expr &a, py::handle b) {
+// Calls f with the operand in its cheapest form: an expression by reference,
+// a variable, an integer; anything else is not an operand (NotImplemented,
+// so that Python tries the other side).
+template <class F>
+py::object with_operand(py::handle b, F &&f) {
+    if (py::isinstance<vexa::Expr>(b)) return py::cast(f(b.cast<const vexa::Expr &>()));
+    if (py::isinstance<vexa::Var>(b)) return py::cast(f(b.cast<const vexa::Var &>()));
+    if (is_py_integer(b)) return py::cast(f(b.cast<vexa::Int>()));
     if (!is_operand(b)) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-    if (is_py_integer(b)) return py::cast(a + b.cast<vexa::Int>());
-    return py::cast(a + to_expr(b));
+    return py::cast(f(to_expr(b)));
+}
+
+// Work on large expressions runs without the GIL.
+constexpr uint64_t kReleaseGilTerms = 4096;
+
+template <class F>
+auto maybe_without_gil(const vexa::Expr &a, F &&f) {
+    if (a.term_count() < kReleaseGilTerms) return f();
+    py::gil_scoped_release nogil;
+    return f();
+}
+
+uint32_t degree_of(const vexa::Var &) { return 1; }
+uint32_t degree_of(const vexa::Int &) { return 0; }
+
+py::object py_add(const vexa::Expr &a, py::handle b) {
+    return with_operand(b, [&](const auto &y) { return maybe_without_gil(a, [&] { return vexa::Expr(a + y); }); });
 }
 py::object py_sub(const vexa::Expr &a, py::handle b) {
-    if (!is_operand(b)) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-    if (is_py_integer(b)) return py::cast(a - b.cast<vexa::Int>());
-    return py::cast(a - to_expr(b));
+    return with_operand(b, [&](const auto &y) { return maybe_without_gil(a, [&] { return vexa::Expr(a - y); }); });
 }
 py::object py_rsub(const vexa::Expr &a, py::handle b) {
-    if (!is_operand(b)) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-    return py::cast(to_expr(b) - a);
+    return with_operand(b, [&](const auto &y) {
+        return maybe_without_gil(a, [&] {
+            vexa::Expr e = -a;
+            e += y;
+            return e;
+        });
+    });
 }
 py::object py_mul(const vexa::Expr &a, py::handle b) {
-    if (!is_operand(b)) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-    if (is_py_integer(b)) return py::cast(a * b.cast<vexa::Int>());
-    const vexa::Expr eb = to_expr(b);
-    check_product(a, eb);
-    return py::cast(a * eb);
+    return with_operand(b, [&](const auto &y) {
+        check_product(a, y);
+        return maybe_without_gil(a, [&] { return vexa::Expr(a * y); });
+    });
 }
 vexa::Expr power(const vexa::Expr &a, py::handle k) {
     if (!is_py_integer(k)) throw py::type_error("vexa: the exponent must be an integer");
@@ -163,7 +191,7 @@ vexa::Expr power(const vexa::Expr &a, py::handle k) {
     if (n == 1) return a;
     if (n == 2) {
         check_product(a, a);
-        return vexa::sqr(a);
+        return maybe_without_gil(a, [&] { return vexa::sqr(a); });
     }
     throw py::value_error("vexa: only the powers 0, 1 and 2 are quadratic (got " + n.str() + ")");
 }
@@ -708,12 +736,24 @@ PYBIND11_MODULE(vexa, m) {
         // an encoded integer keeps its value and gives a new expression.
         .def("__iadd__", [](py::object self, py::handle b) -> py::object {
             if (py::isinstance<vexa::IntVar>(self) || !is_operand(b)) return py_add(self.cast<const vexa::Expr &>(), b);
-            self.cast<vexa::Expr &>() += to_expr(b);
+            vexa::Expr &e = self.cast<vexa::Expr &>();
+            if (b.is(self)) {  // e += e: the operand is a copy
+                const vexa::Expr copy(e);
+                e += copy;
+                return self;
+            }
+            with_operand(b, [&](const auto &y) { e += y; return 0; });
             return self;
         })
         .def("__isub__", [](py::object self, py::handle b) -> py::object {
             if (py::isinstance<vexa::IntVar>(self) || !is_operand(b)) return py_sub(self.cast<const vexa::Expr &>(), b);
-            self.cast<vexa::Expr &>() -= to_expr(b);
+            vexa::Expr &e = self.cast<vexa::Expr &>();
+            if (b.is(self)) {  // e -= e: the operand is a copy
+                const vexa::Expr copy(e);
+                e -= copy;
+                return self;
+            }
+            with_operand(b, [&](const auto &y) { e -= y; return 0; });
             return self;
         })
         .def("__eq__", [](const vexa::Expr &a, py::handle b) -> py::object {

@@ -39,6 +39,20 @@ class TestCanonicalText:
         assert str(x ** 1) == "x"
         assert vexa.Expr(x ** 0).constant == 1
 
+    def test_in_place_addition(self):
+        x, y = vexa.Var("x"), vexa.Var("y")
+        e = x + 1
+        alias = e
+        e += y
+        e -= 3
+        assert alias is e and str(e.simplify()) == "-2 +x +y"
+        e += e
+        assert str(e.simplify()) == "-4 +2*x +2*y"
+        n = vexa.IntVar("n", 0, 3)
+        m = n
+        m += 1  # an encoded integer keeps its value; m is a new expression
+        assert str(n) == "n[0] +2*n[1]" and m.constant == 1 and not isinstance(m, vexa.IntVar)
+
     def test_exact_division(self):
         x, y = vexa.Var("x"), vexa.Var("y")
         assert str(vexa.simplify((6 * x + 4 * y + 2) // 2)) == "1 +3*x +2*y"
