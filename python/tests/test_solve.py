@@ -141,6 +141,23 @@ class TestSearchSettings:
         assert set(r.sample) == {"sx", "sy"}
         assert (x + 2 * y).eval({x: r[x], y: r[y]}) == r[x + 2 * y]
 
+    def test_topk_solutions_are_distinct_and_ordered(self):
+        x = vexa.var_array("tk", 4)
+        weights = [5, -2, 3, 1]
+        m = vexa.Model(vexa.sum(w * v for w, v in zip(weights, x)))
+        r = vexa.solve(m, "exhaustive", topk=3)
+        sols = r.topk
+        assert len(sols) == 3
+        energies = [s.energy for s in sols]
+        assert energies == sorted(energies) and energies[0] == r.energy == -2
+        assert len({tuple(s.to_numpy()) for s in sols}) == 3
+        for s in sols:
+            assert s.energy == sum(w * int(b) for w, b in zip(weights, s.to_numpy(x)))
+        with pytest.raises(TypeError):
+            r.to_numpy(["tk"])
+        with pytest.raises(TypeError):
+            r.to_numpy(vexa.var_array("tk2", 2).astype(str))
+
     def test_bad_settings(self):
         m, _, _ = self.model()
         with pytest.raises(ValueError, match="unknown solver"):
