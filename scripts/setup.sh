@@ -6,7 +6,8 @@ set -euo pipefail
 
 packages=(g++ cmake ninja-build binutils libboost-dev libgtest-dev libgmock-dev
           libbenchmark-dev nlohmann-json3-dev libcli11-dev
-          coinor-libcbc-dev glpk-utils)
+          coinor-libcbc-dev glpk-utils
+          pybind11-dev python3-dev python3-numpy python3-pytest)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
