@@ -86,25 +86,29 @@ inline std::string shape_text(const Shape &shape) {
 
 // ---------------------------------------------------------------------------
 // Families: one per element type, with the C functions that are not part of
-// the element-wise table. The family words match those of the C names.
+// the element-wise table. The family words match those of the C names; the
+// functions every family has come from one macro over the family word.
 // ---------------------------------------------------------------------------
+#define VEXA_HPP_ARRAY_FAMILY(f, elem_type, tag_value)                      \
+    using elem = elem_type;                                                 \
+    using c_array = vexa_##f##_array;                                       \
+    static constexpr uint32_t tag = tag_value;                              \
+    static constexpr const char *name = "Array<" #elem_type ">";            \
+    static constexpr auto destroy = &vexa_array_##f##_destroy;              \
+    static constexpr auto clone = &vexa_array_##f##_clone;                  \
+    static constexpr auto create = &vexa_array_##f##_create;                \
+    static constexpr auto size = &vexa_array_##f##_size;                    \
+    static constexpr auto ndim = &vexa_array_##f##_ndim;                    \
+    static constexpr auto shape = &vexa_array_##f##_shape;                  \
+    static constexpr auto subarray = &vexa_array_##f##_subarray;            \
+    static constexpr auto view = &vexa_array_##f##_view;                    \
+    static constexpr auto concat = &vexa_array_##f##_concat;                \
+    static constexpr auto str = &vexa_array_##f##_str;                      \
+    static constexpr auto sum = &vexa_array_##f##_sum;                      \
+    static constexpr auto vector_sum = &vexa_array_##f##_vector_sum
+
 struct fam_var {
-    using elem = Var;
-    using c_array = vexa_var_array;
-    static constexpr uint32_t tag = VEXA_ARRAY_TAG_VAR;
-    static constexpr const char *name = "Array<Var>";
-    static constexpr auto destroy = &vexa_array_var_destroy;
-    static constexpr auto clone = &vexa_array_var_clone;
-    static constexpr auto create = &vexa_array_var_create;
-    static constexpr auto size = &vexa_array_var_size;
-    static constexpr auto ndim = &vexa_array_var_ndim;
-    static constexpr auto shape = &vexa_array_var_shape;
-    static constexpr auto subarray = &vexa_array_var_subarray;
-    static constexpr auto view = &vexa_array_var_view;
-    static constexpr auto concat = &vexa_array_var_concat;
-    static constexpr auto str = &vexa_array_var_str;
-    static constexpr auto sum = &vexa_array_var_sum;
-    static constexpr auto vector_sum = &vexa_array_var_vector_sum;
+    VEXA_HPP_ARRAY_FAMILY(var, Var, VEXA_ARRAY_TAG_VAR);
     static Var get(const c_array *a, uint64_t i) { return Var::from_code(vexa_array_var_get(a, i)); }
     static void set(c_array *a, uint64_t i, const Var &v) { vexa_array_var_set(a, i, v.code()); }
     static c_array *from_data(const std::vector<Var> &data, const Shape &shape) {
@@ -116,22 +120,7 @@ struct fam_var {
 };
 
 struct fam_int {
-    using elem = Int;
-    using c_array = vexa_int_array;
-    static constexpr uint32_t tag = VEXA_ARRAY_TAG_INT;
-    static constexpr const char *name = "Array<Int>";
-    static constexpr auto destroy = &vexa_array_int_destroy;
-    static constexpr auto clone = &vexa_array_int_clone;
-    static constexpr auto create = &vexa_array_int_create;
-    static constexpr auto size = &vexa_array_int_size;
-    static constexpr auto ndim = &vexa_array_int_ndim;
-    static constexpr auto shape = &vexa_array_int_shape;
-    static constexpr auto subarray = &vexa_array_int_subarray;
-    static constexpr auto view = &vexa_array_int_view;
-    static constexpr auto concat = &vexa_array_int_concat;
-    static constexpr auto str = &vexa_array_int_str;
-    static constexpr auto sum = &vexa_array_int_sum;
-    static constexpr auto vector_sum = &vexa_array_int_vector_sum;
+    VEXA_HPP_ARRAY_FAMILY(int, Int, VEXA_ARRAY_TAG_INT);
     static Int get(const c_array *a, uint64_t i) {
         return read_int([&](vexa_bigint *out) { vexa_array_int_get(a, i, out); });
     }
@@ -148,22 +137,7 @@ struct fam_int {
 };
 
 struct fam_term {
-    using elem = Term;
-    using c_array = vexa_term_array;
-    static constexpr uint32_t tag = VEXA_ARRAY_TAG_TERM;
-    static constexpr const char *name = "Array<Term>";
-    static constexpr auto destroy = &vexa_array_term_destroy;
-    static constexpr auto clone = &vexa_array_term_clone;
-    static constexpr auto create = &vexa_array_term_create;
-    static constexpr auto size = &vexa_array_term_size;
-    static constexpr auto ndim = &vexa_array_term_ndim;
-    static constexpr auto shape = &vexa_array_term_shape;
-    static constexpr auto subarray = &vexa_array_term_subarray;
-    static constexpr auto view = &vexa_array_term_view;
-    static constexpr auto concat = &vexa_array_term_concat;
-    static constexpr auto str = &vexa_array_term_str;
-    static constexpr auto sum = &vexa_array_term_sum;
-    static constexpr auto vector_sum = &vexa_array_term_vector_sum;
+    VEXA_HPP_ARRAY_FAMILY(term, Term, VEXA_ARRAY_TAG_TERM);
     static Term get(const c_array *a, uint64_t i) { return Term::adopt(vexa_array_term_get(a, i)); }
     static void set(c_array *a, uint64_t i, const Term &t) { vexa_array_term_set(a, i, t.handle()); }
     static c_array *from_data(const std::vector<Term> &data, const Shape &shape) {
@@ -175,22 +149,7 @@ struct fam_term {
 };
 
 struct fam_expr {
-    using elem = Expr;
-    using c_array = vexa_expr_array;
-    static constexpr uint32_t tag = VEXA_ARRAY_TAG_EXPR;
-    static constexpr const char *name = "Array<Expr>";
-    static constexpr auto destroy = &vexa_array_expr_destroy;
-    static constexpr auto clone = &vexa_array_expr_clone;
-    static constexpr auto create = &vexa_array_expr_create;
-    static constexpr auto size = &vexa_array_expr_size;
-    static constexpr auto ndim = &vexa_array_expr_ndim;
-    static constexpr auto shape = &vexa_array_expr_shape;
-    static constexpr auto subarray = &vexa_array_expr_subarray;
-    static constexpr auto view = &vexa_array_expr_view;
-    static constexpr auto concat = &vexa_array_expr_concat;
-    static constexpr auto str = &vexa_array_expr_str;
-    static constexpr auto sum = &vexa_array_expr_sum;
-    static constexpr auto vector_sum = &vexa_array_expr_vector_sum;
+    VEXA_HPP_ARRAY_FAMILY(expr, Expr, VEXA_ARRAY_TAG_EXPR);
     static Expr get(const c_array *a, uint64_t i) { return Expr::adopt(vexa_array_expr_get(a, i)); }
     static void set(c_array *a, uint64_t i, const Expr &e) { vexa_array_expr_set(a, i, e.handle()); }
     static c_array *from_data(const std::vector<Expr> &data, const Shape &shape) {
@@ -200,6 +159,8 @@ struct fam_expr {
         return vexa_array_expr_create_data(ptrs.data(), shape.data(), shape.size());
     }
 };
+
+#undef VEXA_HPP_ARRAY_FAMILY
 
 template <class T>
 struct family_of;
