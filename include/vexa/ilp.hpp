@@ -100,7 +100,7 @@ inline Int from_magnitude(std::vector<uint64_t> mag, int sign) {
 }
 
 // Exact a + b.
-inline Int int_add(const Int &a, const Int &b) {
+inline Int exact_add(const Int &a, const Int &b) {
     if (a.is_zero()) return b;
     if (b.is_zero()) return a;
     if (a.sign() == b.sign()) return from_magnitude(add_magnitudes(a, b), a.sign());
@@ -108,7 +108,7 @@ inline Int int_add(const Int &a, const Int &b) {
     return from_magnitude(sub_magnitudes(b, a), b.sign());
 }
 
-inline Int int_sub(const Int &a, const Int &b) { return int_add(a, -b); }
+inline Int exact_sub(const Int &a, const Int &b) { return exact_add(a, -b); }
 
 // Whether a double holds v exactly: at most 53 significant bits, and a top
 // bit below 2^1024.
@@ -308,7 +308,7 @@ public:
             } else if (mv == UINT32_MAX) {
                 base = "int_" + std::to_string(c);
             } else {
-                base = hpp_detail::lp_name(IntVar::from_code(vexa_model_int_var_orig(model_.handle(), mv)).name());
+                base = hpp_detail::lp_name(NativeIntVar::from_code(vexa_model_int_var_orig(model_.handle(), mv)).name());
             }
             std::string name = base;
             for (uint64_t k = 2; used.count(name) != 0; ++k) name = base + "_" + std::to_string(k);
@@ -442,7 +442,7 @@ public:
                 wr.sense = 'G';
                 wr.rhs = hpp_detail::exact_digits(row.lower, "the lower bound of row " + wr.name);
                 hpp_detail::exact_digits(row.upper, "the upper bound of row " + wr.name);
-                wr.range = hpp_detail::exact_digits(hpp_detail::int_sub(row.upper, row.lower),
+                wr.range = hpp_detail::exact_digits(hpp_detail::exact_sub(row.upper, row.lower),
                                                     "the width (upper - lower) of row " + wr.name);
             }
             const std::vector<std::string> coeffs = row_digits(row, wr.name, p.names);
@@ -500,7 +500,7 @@ private:
                 merged.coeffs.push_back(std::move(row.coeffs[k]));
             } else {
                 Int &sum = merged.coeffs[static_cast<size_t>(it - merged.cols.begin())];
-                sum = hpp_detail::int_add(sum, row.coeffs[k]);
+                sum = hpp_detail::exact_add(sum, row.coeffs[k]);
             }
         }
         for (size_t k = merged.cols.size(); k-- > 0;) {
