@@ -317,13 +317,13 @@ std::string solve_lp(const Settings &s, const vexa::SearchOptions &options, Inpu
         o.energy = best.energy();
         o.tts = best.tts();
         o.values = lp_values(le, best);
-        o.violated = vexa::violations(le.energy, best);
+        o.violated = le.rows > 0 ? vexa::violations(le.energy, best) : 0;
     } else {
         const vexa::Result result = search(s, options, model);
         o.energy = result.energy();
         o.tts = result.tts();
         o.values = lp_values(le, result);
-        o.violated = vexa::violations(le.energy, result);
+        o.violated = le.rows > 0 ? vexa::violations(le.energy, result) : 0;
         o.info = result.info();
         o.stopped_early = stopped_early(result);
     }

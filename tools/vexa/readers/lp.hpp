@@ -32,7 +32,9 @@ struct LpTerm {
     Int c;
 };
 
-// lower <= sum of terms <= upper; an infinite side does not bind.
+// lower <= sum of terms <= upper; an infinite side does not bind. A side that
+// the bounds of the variables keep the sum from crossing is read as infinite,
+// and a row with two such sides is left out.
 struct LpRow {
     std::string name;  // empty when the file gives none
     uint64_t line = 0;

@@ -293,16 +293,25 @@ private:
     // Terms until one that cannot continue the expression: a term without a
     // sign before it, a sense, a row name ("name:") or the end of the section.
     // `quad` takes the "[ ... ] / 2" parts of the objective; null in rows.
-    void expression(Linear &out, std::vector<QuadEntry> *quad) {
+    // Without `constants`, a lone number also ends it: in "lo <= body <= hi"
+    // the body holds variables only, which tells "3 >= x + y" followed by a
+    // row "-2 <= z" from "3 >= x + y - 2".
+    void expression(Linear &out, std::vector<QuadEntry> *quad, bool constants = true) {
         bool first = true;
         for (;;) {
-            int sign = 1;
-            bool had_sign = false;
-            while (lx_.peek().kind == T::plus || lx_.peek().kind == T::minus) {
-                if (lx_.take().kind == T::minus) sign = -sign;
-                had_sign = true;
+            std::size_t signs = 0;
+            while (lx_.peek(signs).kind == T::plus || lx_.peek(signs).kind == T::minus) ++signs;
+            if (!first && signs == 0) return;
+            if (!constants && lx_.peek(signs).kind == T::number) {
+                const T after = lx_.peek(signs + 1).kind;
+                const bool coefficient = after == T::times || (after == T::name && lx_.peek(signs + 2).kind != T::colon);
+                if (!coefficient) return;
             }
-            if (!first && !had_sign) return;
+            int sign = 1;
+            const bool had_sign = signs > 0;
+            for (; signs > 0; --signs) {
+                if (lx_.take().kind == T::minus) sign = -sign;
+            }
             const Tok &t = lx_.peek();
             if (t.kind == T::number) {
                 cpp_int c = t.value.to_cpp_int() * sign;
@@ -464,7 +473,7 @@ private:
             if (left.any_var) {
                 middle.constant = constant_after_sense();
             } else {
-                expression(middle, nullptr);
+                expression(middle, nullptr, false);
             }
             cpp_int lo, hi;
             bool lo_inf = false, hi_inf = false;
@@ -482,13 +491,18 @@ private:
                 hi = s1.sense == 'L' ? other : near;
                 row.terms = merge(middle.terms);
             } else {
-                // left - middle (sense) 0.
+                // left - middle (sense) 0, with the variables on the left.
+                char sense = s1.sense;
+                if (!left.any_var && middle.any_var) {
+                    std::swap(left, middle);
+                    sense = sense == 'L' ? 'G' : sense == 'G' ? 'L' : 'E';
+                }
                 for (auto &t : middle.terms) left.terms.emplace_back(t.first, -t.second);
                 const cpp_int rhs = middle.constant - left.constant;
                 row.terms = merge(left.terms);
                 lo = hi = rhs;
-                lo_inf = s1.sense == 'L';
-                hi_inf = s1.sense == 'G';
+                lo_inf = sense == 'L';
+                hi_inf = sense == 'G';
             }
             const std::string what = row.name.empty() ? "the row" : "row " + cli::quoted(row.name);
             if (!lo_inf && !hi_inf && lo > hi) s_.fail_at(row.line, what + " has an empty range " + lo.str() + " .. " + hi.str());
@@ -632,6 +646,25 @@ private:
                 s_.fail_at(line, "the bounds of " + name + " are empty: " + v.lower.str() + " > " + v.upper.str());
             }
         }
+        // A side that no assignment within the bounds can reach is dropped,
+        // and a row left with no side is no row.
+        std::size_t kept = 0;
+        for (std::size_t k = 0; k < p_.rows.size(); ++k) {
+            LpRow &r = p_.rows[k];
+            cpp_int least = 0, most = 0;
+            for (const LpTerm &t : r.terms) {
+                const cpp_int c = t.c.to_cpp_int();
+                const cpp_int lo = p_.vars[t.a].lower.to_cpp_int(), hi = p_.vars[t.a].upper.to_cpp_int();
+                least += c * (c > 0 ? lo : hi);
+                most += c * (c > 0 ? hi : lo);
+            }
+            if (!r.lower_infinite && r.lower.to_cpp_int() <= least) r.lower_infinite = true;
+            if (!r.upper_infinite && r.upper.to_cpp_int() >= most) r.upper_infinite = true;
+            if (r.lower_infinite && r.upper_infinite) continue;
+            if (kept != k) p_.rows[kept] = std::move(r);
+            ++kept;
+        }
+        p_.rows.resize(kept);
         return std::move(p_);
     }
 
