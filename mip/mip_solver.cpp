@@ -170,7 +170,7 @@ MipResult MipSolver::solve(const MipOptions &options) const {
         if (out.status == MipStatus::optimal) out.bound = energy;
         if (out.bound) {
             if (*out.bound > energy) out.bound = energy;  // a bound cannot pass a solution
-            const Int diff = hpp_detail::exact_sub(energy, *out.bound);
+            const Int diff = hpp_detail::int_sub(energy, *out.bound);
             out.gap = diff.to_double() / std::max(1.0, std::fabs(energy.to_double()));
         }
         out.sol = std::move(s);

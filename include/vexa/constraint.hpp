@@ -52,9 +52,8 @@ struct AllowedRange {
 
 namespace hpp_detail {
 
-// Exact sums and products of Int, through the constant of an expression.
-inline Int int_add(const Int &a, const Int &b) { return (Expr(a) + b).constant(); }
-inline Int int_sub(const Int &a, const Int &b) { return (Expr(a) - b).constant(); }
+// Exact product of Int, through the constant of an expression (sums are in
+// int.hpp).
 inline Int int_mul(const Int &a, const Int &b) { return (Expr(a) * b).constant(); }
 
 // What a comparison may constrain: a variable, a term or an expression

@@ -62,54 +62,6 @@ namespace vexa {
 
 namespace hpp_detail {
 
-// a + b on magnitudes of limbs, least significant first.
-inline std::vector<uint64_t> add_magnitudes(const Int &a, const Int &b) {
-    const uint32_t n = std::max(a.limb_count(), b.limb_count());
-    std::vector<uint64_t> out(n + 1, 0);
-    uint64_t carry = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint64_t ai = i < a.limb_count() ? a.limbs()[i] : 0;
-        const uint64_t bi = i < b.limb_count() ? b.limbs()[i] : 0;
-        const uint64_t s = ai + bi;
-        const uint64_t t = s + carry;
-        carry = (s < ai ? 1 : 0) + (t < s ? 1 : 0);
-        out[i] = t;
-    }
-    out[n] = carry;
-    return out;
-}
-
-// |a| - |b|, for |a| >= |b|.
-inline std::vector<uint64_t> sub_magnitudes(const Int &a, const Int &b) {
-    std::vector<uint64_t> out(a.limb_count(), 0);
-    uint64_t borrow = 0;
-    for (uint32_t i = 0; i < a.limb_count(); ++i) {
-        const uint64_t bi = i < b.limb_count() ? b.limbs()[i] : 0;
-        const uint64_t ai = a.limbs()[i];
-        const uint64_t d = ai - bi - borrow;
-        borrow = (ai < bi || (ai == bi && borrow != 0)) ? 1 : 0;
-        out[i] = d;
-    }
-    return out;
-}
-
-inline Int from_magnitude(std::vector<uint64_t> mag, int sign) {
-    if (mag.empty()) return Int();
-    const vexa_bigint r{sign, static_cast<uint32_t>(mag.size()), mag.data()};
-    return Int::from_record(r);
-}
-
-// Exact a + b.
-inline Int exact_add(const Int &a, const Int &b) {
-    if (a.is_zero()) return b;
-    if (b.is_zero()) return a;
-    if (a.sign() == b.sign()) return from_magnitude(add_magnitudes(a, b), a.sign());
-    if (a.abs() >= b.abs()) return from_magnitude(sub_magnitudes(a, b), a.sign());
-    return from_magnitude(sub_magnitudes(b, a), b.sign());
-}
-
-inline Int exact_sub(const Int &a, const Int &b) { return exact_add(a, -b); }
-
 // Whether a double holds v exactly: at most 53 significant bits, and a top
 // bit below 2^1024.
 inline bool exact_in_double(const Int &v) {
@@ -442,7 +394,7 @@ public:
                 wr.sense = 'G';
                 wr.rhs = hpp_detail::exact_digits(row.lower, "the lower bound of row " + wr.name);
                 hpp_detail::exact_digits(row.upper, "the upper bound of row " + wr.name);
-                wr.range = hpp_detail::exact_digits(hpp_detail::exact_sub(row.upper, row.lower),
+                wr.range = hpp_detail::exact_digits(hpp_detail::int_sub(row.upper, row.lower),
                                                     "the width (upper - lower) of row " + wr.name);
             }
             const std::vector<std::string> coeffs = row_digits(row, wr.name, p.names);
@@ -500,7 +452,7 @@ private:
                 merged.coeffs.push_back(std::move(row.coeffs[k]));
             } else {
                 Int &sum = merged.coeffs[static_cast<size_t>(it - merged.cols.begin())];
-                sum = hpp_detail::exact_add(sum, row.coeffs[k]);
+                sum = hpp_detail::int_add(sum, row.coeffs[k]);
             }
         }
         for (size_t k = merged.cols.size(); k-- > 0;) {

@@ -371,6 +371,58 @@ Int read_int(F &&fill) {
 
 }  // namespace hpp_detail
 
+namespace hpp_detail {
+
+// a + b on magnitudes of limbs, least significant first.
+inline std::vector<uint64_t> add_magnitudes(const Int &a, const Int &b) {
+    const uint32_t n = std::max(a.limb_count(), b.limb_count());
+    std::vector<uint64_t> out(n + 1, 0);
+    uint64_t carry = 0;
+    for (uint32_t i = 0; i < n; ++i) {
+        const uint64_t ai = i < a.limb_count() ? a.limbs()[i] : 0;
+        const uint64_t bi = i < b.limb_count() ? b.limbs()[i] : 0;
+        const uint64_t s = ai + bi;
+        const uint64_t t = s + carry;
+        carry = (s < ai ? 1 : 0) + (t < s ? 1 : 0);
+        out[i] = t;
+    }
+    out[n] = carry;
+    return out;
+}
+
+// |a| - |b|, for |a| >= |b|.
+inline std::vector<uint64_t> sub_magnitudes(const Int &a, const Int &b) {
+    std::vector<uint64_t> out(a.limb_count(), 0);
+    uint64_t borrow = 0;
+    for (uint32_t i = 0; i < a.limb_count(); ++i) {
+        const uint64_t bi = i < b.limb_count() ? b.limbs()[i] : 0;
+        const uint64_t ai = a.limbs()[i];
+        const uint64_t d = ai - bi - borrow;
+        borrow = (ai < bi || (ai == bi && borrow != 0)) ? 1 : 0;
+        out[i] = d;
+    }
+    return out;
+}
+
+inline Int from_magnitude(std::vector<uint64_t> mag, int sign) {
+    if (mag.empty()) return Int();
+    const vexa_bigint r{sign, static_cast<uint32_t>(mag.size()), mag.data()};
+    return Int::from_record(r);
+}
+
+// Exact a + b, on the limbs.
+inline Int int_add(const Int &a, const Int &b) {
+    if (a.is_zero()) return b;
+    if (b.is_zero()) return a;
+    if (a.sign() == b.sign()) return from_magnitude(add_magnitudes(a, b), a.sign());
+    if (a.abs() >= b.abs()) return from_magnitude(sub_magnitudes(a, b), a.sign());
+    return from_magnitude(sub_magnitudes(b, a), b.sign());
+}
+
+inline Int int_sub(const Int &a, const Int &b) { return int_add(a, -b); }
+
+}  // namespace hpp_detail
+
 }  // namespace vexa
 
 #endif

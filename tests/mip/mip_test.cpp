@@ -21,7 +21,7 @@
 
 using vexa::Expr;
 using vexa::Int;
-using vexa::IntVar;
+using vexa::NativeIntVar;
 using vexa::Var;
 using vexa::Vars;
 
@@ -108,7 +108,7 @@ RandomModel random_model(std::mt19937_64 &rng) {
     const int kr = pick(klo, khi);
     const bool native = pick(0, 1) == 1;
     const int nlo = pick(-2, 1), nhi = nlo + pick(1, 3);
-    std::optional<IntVar> nv;
+    std::optional<NativeIntVar> nv;
     if (native) nv.emplace("n", nlo, nhi);
     const int nr = pick(nlo, nhi);
     // The exhaustive search of integer models takes no free-form penalty.
@@ -248,7 +248,7 @@ TEST_F(Mip, EncodedIntegerColumnDecodesIntoItsBits) {
 }
 
 TEST_F(Mip, NativeIntegerTakesItsValue) {
-    const IntVar n("n", -20, 20);
+    const NativeIntVar n("n", -20, 20);
     const Var b("b");
     // minimise 3n + 5b with n - 4b >= -13: n = -13 + 4b, so b = 0 gives -39.
     const Expr e = 3 * n + 5 * b + Int(kWeight) * between(n - 4 * b, -13, 1000);
