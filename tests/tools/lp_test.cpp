@@ -540,6 +540,23 @@ TEST(LpTool, ContentAndFormatOptionTellAnLpFile) {
     const test::Run piped = run_in(dir, "solve - --format lp --solver exhaustive --quiet --json < model");
     ASSERT_EQ(piped.status, 0) << piped.err;
     EXPECT_EQ(nlohmann::json::parse(piped.out)["objective"], 1);
+    // The exhaustive search of integers takes neither a limit nor threads;
+    // a thread count from the environment is left aside.
+    test::write_file(dir + "/int.lp", "Minimize\n x - n\nSubject To\n x + n <= 2\nBounds\n 0 <= n <= 3\n"
+                                      "Generals\n n\nBinaries\n x\nEnd\n");
+    for (const auto &[option, message] : std::vector<std::pair<std::string, std::string>>{
+             {"--time-limit 1", "vexa: --time-limit: the exhaustive solver takes no time limit on a model with integer "
+                                "variables\n"},
+             {"--threads 2", "vexa: --threads: the exhaustive solver searches a model with integer variables on one "
+                             "thread\n"}}) {
+        const test::Run r = run_in(dir, "solve int.lp --solver exhaustive --quiet " + option);
+        EXPECT_EQ(r.status, 2);
+        EXPECT_EQ(r.err, message);
+    }
+    const test::Run env = test::run_tool(dir, "solve int.lp --solver exhaustive --quiet --json",
+                                         "cd '" + dir + "' && VEXA_NUM_THREADS=2");
+    ASSERT_EQ(env.status, 0) << env.err;
+    EXPECT_EQ(nlohmann::json::parse(env.out)["objective"], -2);
     // Text lines name the variables and their values.
     const test::Run textual = run_in(dir, "solve model --solver exhaustive --quiet");
     ASSERT_EQ(textual.status, 0) << textual.err;

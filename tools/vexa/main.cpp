@@ -295,16 +295,26 @@ void check_exhaustive(const Settings &s, const vexa::Model &model, const std::st
 }
 
 // An LP file: its variables by name, its objective in its own sense.
-std::string solve_lp(const Settings &s, const vexa::SearchOptions &options, Input &in) {
+std::string solve_lp(const Settings &s, vexa::SearchOptions options, Input &in) {
     const std::string &name = in.name();
     const LpEnergy le = build_lp_energy(read_lp(in, name));
     warn_solver_options(s);
     if (s.instance) warn("--instance has no effect: only a matrix file holds several problems");
     const vexa::Model model = vexa::Model::from(le.energy);
     check_exhaustive(s, model, name);
-    if (s.solver == "exhaustive" && s.time_limit && model.int_var_count() > 0) {
-        throw Failure{kInputError, "--time-limit: the exhaustive solver takes no time limit on a model with integer "
-                                   "variables"};
+    // The exhaustive search of integer variables runs on one thread and to
+    // the end: a limit given on the command line is refused, a thread count
+    // from the environment left aside.
+    if (s.solver == "exhaustive" && model.int_var_count() > 0) {
+        if (s.time_limit) {
+            throw Failure{kInputError, "--time-limit: the exhaustive solver takes no time limit on a model with integer "
+                                       "variables"};
+        }
+        if (s.threads) {
+            throw Failure{kInputError, "--threads: the exhaustive solver searches a model with integer variables on one "
+                                       "thread"};
+        }
+        options.threads.reset();
     }
     LpOutcome o;
     o.file = s.file;
