@@ -10,7 +10,7 @@ build=build/fuzz
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
   -DVEXA_FUZZ=ON -DVEXA_BUILD_TESTS=OFF -DVEXA_BUILD_BENCH=OFF >/dev/null
-targets=(qubo matrix gset detect)
+targets=(qubo matrix gset detect lp)
 cmake --build "$build" --target "${targets[@]/#/fuzz_}"
 
 seed_dir="$build/seeds"
@@ -20,6 +20,7 @@ head -40 examples/data/G11.txt | sed '1s/.*/800 39/' > "$seed_dir/g11_head"
 printf '3 3\n1 1 5\n1 3 -2\n3 2 7\n' > "$seed_dir/matrix"
 printf '2\n2 1\n1 2 4\n3 2\n1 1 -1\n3 3 6\n' > "$seed_dir/beasley"
 printf 'x.qubo\np qubo 0 2 1 1\n0 0 3\n0 1 -2.0\n' > "$seed_dir/named"
+printf 'Maximize\n obj: 3 x + 2 y - n + [ 2 x * y - 4 y ^ 2 ] / 2\nSubject To\n c1: x + y <= 1\n -1 <= y + n <= 3\nBounds\n -2 <= n <= 4\nGenerals\n n\nBinaries\n x y\nEnd\n' > "$seed_dir/model.lp"
 
 status=0
 for t in "${targets[@]}"; do

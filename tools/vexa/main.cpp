@@ -1,8 +1,10 @@
-// vexa: solves QUBO and Max-Cut instances from files.
+// vexa: solves QUBO, Max-Cut and integer linear problems from files, and
+// converts between the file formats.
 //
-//   vexa solve FILE [--format qubo|matrix|gset] [--solver nimba|exhaustive|cbc]
+//   vexa solve FILE [--format qubo|matrix|gset|lp] [--solver nimba|exhaustive|cbc]
 //                   [--time-limit S] [--threads N] [--seed N] [--target E]
 //                   [--topk K] [--instance K] [--json] [--quiet]
+//   vexa convert IN OUT [--format qubo|matrix|gset|lp] [--instance K]
 //   vexa --version | vexa help
 //
 // FILE "-" is standard input. Exit status: 0 solved, 2 bad input (arguments,
@@ -18,16 +20,22 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <unordered_map>
 #include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "interrupt.hpp"
+#include "lp_model.hpp"
 #include "problem_expr.hpp"
 #include "progress.hpp"
+#include "readers/lp.hpp"
 #include "readers/readers.hpp"
 #include "report.hpp"
 #include "vexa/solver_module.h"
@@ -164,7 +172,7 @@ vexa::SearchOptions search_options(const Settings &s) {
 }
 
 // One line on standard error for each option that changes nothing here.
-void warn_without_effect(const Settings &s, const vexa::SearchOptions &o, const Problem &problem) {
+void warn_solver_options(const Settings &s) {
     if (s.solver == "exhaustive") {
         if (s.seed) warn("--seed has no effect with the exhaustive solver");
         if (s.target) warn("--target has no effect with the exhaustive solver, which always finds the minimum");
@@ -174,6 +182,10 @@ void warn_without_effect(const Settings &s, const vexa::SearchOptions &o, const 
         if (s.target) warn("--target has no effect with the cbc solver, which proves the minimum");
         if (s.topk) warn("--topk has no effect with the cbc solver, which keeps one solution");
     }
+}
+
+void warn_without_effect(const Settings &s, const vexa::SearchOptions &o, const Problem &problem) {
+    warn_solver_options(s);
     if (s.instance && problem.collection == 0) {
         warn("--instance has no effect: " + std::string(problem.format == Format::matrix
                                                              ? "the file holds a single problem"
@@ -246,11 +258,94 @@ vexa::Sol solve_with_cbc(const vexa::Model &model, const vexa::SearchOptions &op
 #endif
 }
 
+// The heuristic or the exhaustive search of a model.
+vexa::Result search(const Settings &s, const vexa::SearchOptions &options, const vexa::Model &model) {
+    const std::string module = module_path(s.solver);
+    if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
+    if (s.solver == "nimba") {
+        const vexa::NimbaSolver solver(model);
+        const StopTarget stop(solver);
+        watch_best(module);
+        const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
+        return solver.search(options);
+    }
+    const vexa::ExhaustiveSolver solver(model);
+    const StopTarget stop(solver);
+    const Progress progress(!s.quiet, s.time_limit, nullptr);
+    return solver.search(options);
+}
+
+bool stopped_early(const vexa::Result &r) {
+    return r.info("complete") == std::optional<std::string>("0") &&
+           r.info("time_limit_reached") == std::optional<std::string>("1");
+}
+
+// Whether the input is an LP file: by --format, else by its name or first word.
+bool lp_input(const std::string &format, Input &in) {
+    if (!format.empty()) return format == "lp";
+    return looks_like_lp(in.head(), in.name());
+}
+
+void check_exhaustive(const Settings &s, const vexa::Model &model, const std::string &name) {
+    if (s.solver == "exhaustive" && model.var_count() > kExhaustiveLimit) {
+        throw Failure{kInputError, name + ": exhaustive search over " + std::to_string(model.var_count()) +
+                                       " variables would not end; it takes at most " +
+                                       std::to_string(kExhaustiveLimit)};
+    }
+}
+
+// An LP file: its variables by name, its objective in its own sense.
+std::string solve_lp(const Settings &s, vexa::SearchOptions options, Input &in) {
+    const std::string &name = in.name();
+    const LpEnergy le = build_lp_energy(read_lp(in, name));
+    warn_solver_options(s);
+    if (s.instance) warn("--instance has no effect: only a matrix file holds several problems");
+    const vexa::Model model = vexa::Model::from(le.energy);
+    check_exhaustive(s, model, name);
+    // The exhaustive search of integer variables runs on one thread and to
+    // the end: a limit given on the command line is refused, a thread count
+    // from the environment left aside.
+    if (s.solver == "exhaustive" && model.int_var_count() > 0) {
+        if (s.time_limit) {
+            throw Failure{kInputError, "--time-limit: the exhaustive solver takes no time limit on a model with integer "
+                                       "variables"};
+        }
+        if (s.threads) {
+            throw Failure{kInputError, "--threads: the exhaustive solver searches a model with integer variables on one "
+                                       "thread"};
+        }
+        options.threads.reset();
+    }
+    LpOutcome o;
+    o.file = s.file;
+    o.maximize = le.maximize;
+    o.rows = le.rows;
+    o.solver = s.solver;
+    for (const LpColumn &c : le.columns) o.names.push_back(c.name);
+    if (s.solver == "cbc") {
+        const vexa::Sol best = solve_with_cbc(model, options, name, o.info);
+        o.energy = best.energy();
+        o.tts = best.tts();
+        o.values = lp_values(le, best);
+        o.violated = le.rows > 0 ? vexa::violations(le.energy, best) : 0;
+    } else {
+        const vexa::Result result = search(s, options, model);
+        o.energy = result.energy();
+        o.tts = result.tts();
+        o.values = lp_values(le, result);
+        o.violated = le.rows > 0 ? vexa::violations(le.energy, result) : 0;
+        o.info = result.info();
+        o.stopped_early = stopped_early(result);
+    }
+    return s.json ? lp_json_report(o) : lp_text_report(o);
+}
+
 std::string solve(const Settings &s) {
     const vexa::SearchOptions options = search_options(s);
     const uint64_t instance = s.instance ? whole_number("--instance", *s.instance, 1, UINT64_MAX) : 1;
     Input in(s.file);
     const std::string &name = in.name();
+    if (lp_input(s.format, in)) return solve_lp(s, options, in);
     Format format;
     if (!s.format.empty()) {
         format = *parse_format(s.format);
@@ -271,39 +366,133 @@ std::string solve(const Settings &s) {
     ProblemEnergy pe = build_energy(std::move(problem));
     const vexa::Model model(pe.energy);
     pe.energy = vexa::Expr();  // the model holds what the search needs
-    if (s.solver == "exhaustive" && model.var_count() > kExhaustiveLimit) {
-        throw Failure{kInputError, name + ": exhaustive search over " + std::to_string(model.var_count()) +
-                                       " variables would not end; it takes at most " +
-                                       std::to_string(kExhaustiveLimit)};
-    }
+    check_exhaustive(s, model, name);
     if (s.solver == "cbc") {
         const vexa::Sol best = solve_with_cbc(model, options, name, o.info);
         o.best = solution_of(best, pe, o.variables);
         return s.json ? json_report(o) : text_report(o);
     }
-    const std::string module = module_path(s.solver);
-    if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
-
-    std::optional<vexa::Result> result;
-    if (s.solver == "nimba") {
-        const vexa::NimbaSolver solver(model);
-        const StopTarget stop(solver);
-        watch_best(module);
-        const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
-        result = solver.search(options);
-    } else {
-        const vexa::ExhaustiveSolver solver(model);
-        const StopTarget stop(solver);
-        const Progress progress(!s.quiet, s.time_limit, nullptr);
-        result = solver.search(options);
-    }
-
-    o.best = solution_of(*result, pe, o.variables);
-    for (const vexa::Sol &alt : result->topk()) o.topk.push_back(solution_of(alt, pe, o.variables));
-    o.info = result->info();
-    o.stopped_early = result->info("complete") == std::optional<std::string>("0") &&
-                      result->info("time_limit_reached") == std::optional<std::string>("1");
+    const vexa::Result result = search(s, options, model);
+    o.best = solution_of(result, pe, o.variables);
+    for (const vexa::Sol &alt : result.topk()) o.topk.push_back(solution_of(alt, pe, o.variables));
+    o.info = result.info();
+    o.stopped_early = stopped_early(result);
     return s.json ? json_report(o) : text_report(o);
+}
+
+// ---------------------------------------------------------------------------
+// vexa convert
+// ---------------------------------------------------------------------------
+
+struct ConvertSettings {
+    std::string in;
+    std::string out;
+    std::string format;
+    std::optional<std::string> instance;
+};
+
+enum class Target { lp, mps, qubo };
+
+Target target_of(const std::string &path) {
+    std::string name = path;
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    auto ends = [&](std::string_view suffix) {
+        return name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+    };
+    if (ends(".lp")) return Target::lp;
+    if (ends(".mps")) return Target::mps;
+    if (ends(".qubo")) return Target::qubo;
+    throw Failure{kInputError, "convert: cannot tell the output format of '" + path +
+                                   "'; give a name ending in .lp, .mps or .qubo"};
+}
+
+// The model as a qbsolv file: f = -energy to be maximised, variables in the
+// model's order, 0-based. The constant of the energy has no place in the
+// format and is named in a comment.
+std::string qubo_text(const vexa::Model &model, const vexa::Expr &energy, const std::string &name) {
+    if (model.int_var_count() > 0 || model.native_constraint_count() > 0 || model.max_degree() > 2) {
+        std::string what;
+        if (model.int_var_count() > 0) what = std::to_string(model.int_var_count()) + " integer variables";
+        if (model.native_constraint_count() > 0) {
+            what += (what.empty() ? "" : " and ") + std::to_string(model.native_constraint_count()) + " constraints";
+        }
+        if (what.empty()) what = "terms of degree " + std::to_string(model.max_degree());
+        throw Failure{kInputError, name + ": only a model of binary variables without constraints, of degree at most "
+                                          "2, can be written as .qubo; this one has " + what};
+    }
+    std::unordered_map<uint32_t, uint64_t> index;
+    for (uint64_t k = 0; k < model.var_count(); ++k) index.emplace(model.var(k).code(), k);
+    std::string diagonal, links;
+    uint64_t nodes = 0, nlinks = 0;
+    const uint64_t terms = energy.term_count();
+    for (uint64_t t = 0; t < terms; ++t) {
+        const vexa::Term term = energy.term(t);
+        const uint32_t d = term.degree();
+        if (d == 0) continue;
+        std::vector<uint64_t> at;
+        for (uint32_t k = 0; k < d; ++k) {
+            const auto it = index.find(term.var_code(k));
+            if (it == index.end()) throw Failure{1, name + ": a term names a variable that the model does not hold"};
+            at.push_back(it->second);
+        }
+        const std::string w = (-term.coeff()).str();
+        if (d == 1) {
+            diagonal += std::to_string(at[0]) + " " + std::to_string(at[0]) + " " + w + "\n";
+            ++nodes;
+        } else {
+            links += std::to_string(std::min(at[0], at[1])) + " " + std::to_string(std::max(at[0], at[1])) + " " + w + "\n";
+            ++nlinks;
+        }
+    }
+    std::string out = "c written by vexa convert from " + name + "; f = -energy\n";
+    if (!model.constant().is_zero()) {
+        out += "c the energy also holds the constant " + model.constant().str() + ", which this format cannot carry\n";
+    }
+    out += "p qubo 0 " + std::to_string(model.var_count()) + " " + std::to_string(nodes) + " " + std::to_string(nlinks) + "\n";
+    return out + diagonal + links;
+}
+
+void convert(const ConvertSettings &c) {
+    const Target target = target_of(c.out);
+    const uint64_t instance = c.instance ? whole_number("--instance", *c.instance, 1, UINT64_MAX) : 1;
+    Input in(c.in);
+    const std::string &name = in.name();
+    vexa::Expr energy;
+    if (lp_input(c.format, in)) {
+        if (c.instance) warn("--instance has no effect: only a matrix file holds several problems");
+        energy = vexa::simplify_as_binary(build_lp_energy(read_lp(in, name)).energy);
+    } else {
+        const Format format = c.format.empty() ? detect_format(in.head(), name) : *parse_format(c.format);
+        Problem problem = read_problem(in, name, format, instance);
+        if (c.instance && problem.collection == 0) warn("--instance has no effect: the file holds a single problem");
+        energy = build_energy(std::move(problem)).energy;
+    }
+    const vexa::Model model(energy);
+    std::ostringstream text;
+    if (target == Target::qubo) {
+        text << qubo_text(model, energy, name);
+    } else {
+        std::optional<vexa::Ilp> ilp = vexa::Ilp::try_build(model);
+        if (!ilp) {
+            throw Failure{kInputError, name + ": cannot be written as " + (target == Target::lp ? "LP" : "MPS") +
+                                           ": " + vexa::Ilp::last_error()};
+        }
+        try {
+            if (target == Target::lp) {
+                ilp->write_lp(text);
+            } else {
+                ilp->write_mps(text);
+            }
+        } catch (const std::range_error &e) {
+            throw Failure{kInputError, name + ": " + e.what()};
+        }
+    }
+    std::ofstream out(c.out, std::ios::binary | std::ios::trunc);
+    if (!out) throw Failure{kInputError, "cannot write " + c.out + ": " + std::strerror(errno)};
+    const std::string bytes = text.str();
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    if (!out) throw Failure{1, "cannot write " + c.out + ": " + std::strerror(errno)};
 }
 
 // The modules beside the library (and in $VEXA_LIB_DIR), by file name.
@@ -338,17 +527,25 @@ std::string version_text() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app{"vexa: solves QUBO and Max-Cut instances with exact integer energies"};
+    CLI::App app{"vexa: solves QUBO, Max-Cut and integer linear problems with exact integer energies"};
     app.require_subcommand(0, 1);
     bool version = false;
     app.add_flag("--version", version, "print the library version, build type and the solver modules found");
     Settings s;
     CLI::App *cmd = app.add_subcommand("solve", "Read a problem file, search it, print the best solution");
+    ConvertSettings cs;
+    CLI::App *conv = app.add_subcommand("convert", "Read a problem file and write it as .lp, .mps or .qubo");
+    conv->add_option("IN", cs.in, "any file that solve reads; - reads standard input")->required();
+    conv->add_option("OUT", cs.out, "the file to write; its extension (.lp, .mps, .qubo) tells the format")->required();
+    conv->add_option("--format", cs.format, "input format; recognised from the file when left out")
+        ->check(CLI::IsMember({"qubo", "matrix", "gset", "lp"}));
+    conv->add_option("--instance", cs.instance, "problem of a Beasley collection file, from 1");
     CLI::App *help = app.add_subcommand("help", "Print this help");
-    cmd->add_option("FILE", s.file, "qbsolv .qubo file, MQLib / Beasley matrix, or G-set edge list; - reads standard input")
+    cmd->add_option("FILE", s.file,
+                    "qbsolv .qubo file, MQLib / Beasley matrix, G-set edge list or CPLEX LP file; - reads standard input")
         ->required();
     cmd->add_option("--format", s.format, "file format; recognised from the file when left out")
-        ->check(CLI::IsMember({"qubo", "matrix", "gset"}));
+        ->check(CLI::IsMember({"qubo", "matrix", "gset", "lp"}));
     cmd->add_option("--instance", s.instance, "problem of a Beasley collection file, from 1");
     cmd->add_option("--solver", s.solver,
                     "nimba (heuristic, default), exhaustive (every assignment) or cbc (exact, linear problems only; "
@@ -378,11 +575,15 @@ int main(int argc, char **argv) {
         std::cout << app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal) << std::flush;
         return 0;
     }
-    if (!cmd->parsed()) {
+    if (!cmd->parsed() && !conv->parsed()) {
         std::cerr << "vexa: no command given; try 'vexa solve FILE' or 'vexa help'\n";
         return kInputError;
     }
     try {
+        if (conv->parsed()) {
+            convert(cs);
+            return 0;
+        }
         install_stop_handlers();
         const std::string out = solve(s);
         std::cout << out << std::flush;

@@ -151,4 +151,54 @@ std::string json_report(const Outcome &o) {
     return unmark(j.dump(2)) + "\n";
 }
 
+namespace {
+Int lp_objective(const LpOutcome &o) { return o.maximize ? -o.energy : o.energy; }
+}  // namespace
+
+std::string lp_text_report(const LpOutcome &o) {
+    std::string out;
+    auto row = [&](const std::string &key, const std::string &value) {
+        out += key;
+        out += std::string(key.size() < 12 ? 12 - key.size() : 1, ' ');
+        out += value + "\n";
+    };
+    row("file", o.file);
+    row("format", std::string("lp (") + (o.maximize ? "maximise" : "minimise") + " the objective)");
+    row("variables", std::to_string(o.names.size()));
+    row("rows", std::to_string(o.rows));
+    row("solver", o.solver);
+    row("energy", o.energy.str());
+    row("objective", lp_objective(o).str());
+    row("violated", std::to_string(o.violated) + " rows");
+    row("tts", seconds(o.tts) + " s");
+    out += "values\n";
+    for (std::size_t k = 0; k < o.names.size(); ++k) out += "  " + o.names[k] + " = " + o.values[k].str() + "\n";
+    if (o.stopped_early) row("stopped", "at the time limit, before every assignment was visited");
+    out += "info\n";
+    for (const auto &[k, v] : o.info) out += "  " + k + " = " + v + "\n";
+    return out;
+}
+
+std::string lp_json_report(const LpOutcome &o) {
+    Json j;
+    j["file"] = o.file;
+    j["format"] = "lp";
+    j["sense"] = o.maximize ? "maximize" : "minimize";
+    j["variables"] = o.names.size();
+    j["rows"] = o.rows;
+    j["solver"] = o.solver;
+    j["energy"] = json_int(o.energy);
+    j["objective"] = json_int(lp_objective(o));
+    j["violated_rows"] = o.violated;
+    j["tts"] = o.tts;
+    Json values = Json::object();
+    for (std::size_t k = 0; k < o.names.size(); ++k) values[o.names[k]] = json_int(o.values[k]);
+    j["values"] = std::move(values);
+    Json info = Json::object();
+    for (const auto &[k, v] : o.info) info[k] = json_number_text(v) ? raw_number(v) : Json(v);
+    j["info"] = std::move(info);
+    j["stopped_early"] = o.stopped_early;
+    return unmark(j.dump(2)) + "\n";
+}
+
 }  // namespace vexa::cli

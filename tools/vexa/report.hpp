@@ -38,6 +38,26 @@ std::string text_report(const Outcome &o);
 // digits, however many; info values that read as numbers are numbers.
 std::string json_report(const Outcome &o);
 
+// The answer for an LP file: the objective in the file's sense (the energy
+// for Minimize, its negation for Maximize) and the value of every variable
+// by name, in the order the file names them.
+struct LpOutcome {
+    std::string file;
+    bool maximize = false;
+    uint64_t rows = 0;
+    std::string solver;
+    Int energy;
+    double tts = -1.0;
+    std::vector<std::string> names;
+    std::vector<Int> values;
+    uint64_t violated = 0;  // rows the solution does not meet
+    std::vector<std::pair<std::string, std::string>> info;
+    bool stopped_early = false;
+};
+
+std::string lp_text_report(const LpOutcome &o);
+std::string lp_json_report(const LpOutcome &o);
+
 // Whether text is a JSON number as it stands (no sign "+", no leading zeros).
 bool json_number_text(std::string_view text);
 

@@ -223,7 +223,7 @@ uint32_t parse_index(const LineScanner &s, std::string_view token, uint64_t n, u
     return static_cast<uint32_t>(v - base);
 }
 
-Int parse_weight(const LineScanner &s, std::string_view token) {
+Int parse_weight(const LineScanner &s, std::string_view token, const char *what) {
     const char *begin = token.data();
     const char *end = begin + token.size();
     // The common case: a plain decimal integer of 64 bits.
@@ -273,17 +273,17 @@ Int parse_weight(const LineScanner &s, std::string_view token) {
         const uint64_t cut = static_cast<uint64_t>(-shift);
         const std::size_t last = digits.find_last_not_of('0');
         if (cut > digits.size() - 1 - last) {
-            s.fail("weight " + quoted(token) + " is not an integer; coefficients are exact integers");
+            s.fail(what + (" " + quoted(token)) + " is not an integer; coefficients are exact integers");
         }
         digits.resize(digits.size() - cut);
     } else if (shift > 0) {
         if (static_cast<uint64_t>(shift) > kMaxWeightDigits - std::min(digits.size(), kMaxWeightDigits)) {
-            s.fail("weight " + quoted(token) + " has more than " + std::to_string(kMaxWeightDigits) + " digits");
+            s.fail(what + (" " + quoted(token)) + " has more than " + std::to_string(kMaxWeightDigits) + " digits");
         }
         digits.append(static_cast<std::size_t>(shift), '0');
     }
     if (digits.size() > kMaxWeightDigits) {
-        s.fail("weight " + quoted(token) + " has more than " + std::to_string(kMaxWeightDigits) + " digits");
+        s.fail(what + (" " + quoted(token)) + " has more than " + std::to_string(kMaxWeightDigits) + " digits");
     }
     return Int((negative ? "-" : "") + digits);
 }

@@ -102,8 +102,8 @@ uint32_t parse_index(const LineScanner &s, std::string_view token, uint64_t n, u
 // A weight: an optional sign, digits, an optional fraction and an optional
 // exponent ("99", "99.0", "1e3", "2.5E2"), accepted when its value is an exact
 // integer; anything with a fractional part is refused, since all
-// coefficients are exact integers.
-Int parse_weight(const LineScanner &s, std::string_view token);
+// coefficients are exact integers. `what` names the number in messages.
+Int parse_weight(const LineScanner &s, std::string_view token, const char *what = "weight");
 
 // Comment lines of the matrix and edge-list formats start with '#' or '%'.
 inline bool hash_comment(const std::vector<std::string_view> &tokens) {
