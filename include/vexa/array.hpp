@@ -220,14 +220,8 @@ struct ScalarArg<fam_var> {
     uint32_t get() const { return code; }
 };
 template <>
-struct ScalarArg<fam_int> {
-    template <class S>
-    explicit ScalarArg(const S &v) : value(to_int(v)), rec(value.record()) {}
-    ScalarArg(const ScalarArg &) = delete;  // rec points into value
-    ScalarArg &operator=(const ScalarArg &) = delete;
-    Int value;
-    vexa_bigint rec;
-    const vexa_bigint *get() const { return &rec; }
+struct ScalarArg<fam_int> : Rec {  // one coefficient record for the call
+    using Rec::Rec;
 };
 template <>
 struct ScalarArg<fam_term> {
@@ -509,7 +503,7 @@ public:
     // whole) or an index (the axis is removed). Axes without an argument are
     // kept whole.
     template <class... S>
-    Array slice(const S &...spec) const {
+    Array slice(const S &...axes) const {
         const Shape s = shape();
         if (sizeof...(S) > s.size()) {
             throw std::out_of_range("vexa::Array::slice: " + std::to_string(sizeof...(S)) +
@@ -518,7 +512,7 @@ public:
         std::vector<uint64_t> begin(s.size(), 0), end(s);
         std::vector<uint8_t> drop(s.size(), 0);
         std::size_t k = 0;
-        (take_axis(s, k++, spec, begin, end, drop), ...);
+        (take_axis(s, k++, axes, begin, end, drop), ...);
         return adopt(F::view(h_, begin.data(), end.data(), drop.data(), s.size()));
     }
     // The part at index i of the first axis, with that axis removed.
@@ -588,23 +582,23 @@ private:
     }
 
     template <class P>
-    static void take_axis(const Shape &s, std::size_t k, const P &spec, std::vector<uint64_t> &begin,
+    static void take_axis(const Shape &s, std::size_t k, const P &axis, std::vector<uint64_t> &begin,
                           std::vector<uint64_t> &end, std::vector<uint8_t> &drop) {
         if constexpr (std::same_as<P, All>) {
             // the whole axis: the defaults
         } else if constexpr (std::same_as<P, Range>) {
-            if (spec.begin < 0 || spec.end < spec.begin || static_cast<uint64_t>(spec.end) > s[k]) {
-                throw std::out_of_range("vexa::Array::slice: range [" + std::to_string(spec.begin) + "," +
-                                        std::to_string(spec.end) + ") on axis " + std::to_string(k) +
+            if (axis.begin < 0 || axis.end < axis.begin || static_cast<uint64_t>(axis.end) > s[k]) {
+                throw std::out_of_range("vexa::Array::slice: range [" + std::to_string(axis.begin) + "," +
+                                        std::to_string(axis.end) + ") on axis " + std::to_string(k) +
                                         " outside extent " + std::to_string(s[k]) + " of shape " +
                                         hpp_detail::shape_text(s));
             }
-            begin[k] = static_cast<uint64_t>(spec.begin);
-            end[k] = static_cast<uint64_t>(spec.end);
+            begin[k] = static_cast<uint64_t>(axis.begin);
+            end[k] = static_cast<uint64_t>(axis.end);
         } else {
             static_assert(std::is_integral_v<P>, "vexa::Array::slice takes ranges, vexa::all and indices");
-            check_index(s, k, spec);
-            begin[k] = static_cast<uint64_t>(spec);
+            check_index(s, k, axis);
+            begin[k] = static_cast<uint64_t>(axis);
             end[k] = begin[k] + 1;
             drop[k] = 1;
         }

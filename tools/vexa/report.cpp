@@ -66,6 +66,20 @@ std::string seconds(double t) {
     return buf;
 }
 
+// One "key   value" line of a text report, keys padded to a column.
+void append_row(std::string &out, const std::string &key, const std::string &value) {
+    out += key;
+    out += std::string(key.size() < 12 ? 12 - key.size() : 1, ' ');
+    out += value + "\n";
+}
+
+// The lines every text report ends with: an early stop, then the search's info.
+void append_closing(std::string &out, bool stopped_early, const std::vector<std::pair<std::string, std::string>> &info) {
+    if (stopped_early) append_row(out, "stopped", "at the time limit, before every assignment was visited");
+    out += "info\n";
+    for (const auto &[k, v] : info) out += "  " + k + " = " + v + "\n";
+}
+
 }  // namespace
 
 Int objective_of(const Int &energy) { return -energy; }
@@ -95,11 +109,7 @@ bool json_number_text(std::string_view t) {
 
 std::string text_report(const Outcome &o) {
     std::string out;
-    auto row = [&](const std::string &key, const std::string &value) {
-        out += key;
-        out += std::string(key.size() < 12 ? 12 - key.size() : 1, ' ');
-        out += value + "\n";
-    };
+    auto row = [&](const std::string &key, const std::string &value) { append_row(out, key, value); };
     row("file", o.file);
     row("format", std::string(format_name(o.format)) + (o.format == Format::gset ? " (Max-Cut, maximise the cut)"
                                                                                  : " (maximise f)"));
@@ -121,9 +131,7 @@ std::string text_report(const Outcome &o) {
             out += "  energy " + s.energy.str() + "  tts " + seconds(s.tts) + " s  " + digits(s.assignment) + "\n";
         }
     }
-    if (o.stopped_early) row("stopped", "at the time limit, before every assignment was visited");
-    out += "info\n";
-    for (const auto &[k, v] : o.info) out += "  " + k + " = " + v + "\n";
+    append_closing(out, o.stopped_early, o.info);
     return out;
 }
 
@@ -157,11 +165,7 @@ Int lp_objective(const LpOutcome &o) { return o.maximize ? -o.energy : o.energy;
 
 std::string lp_text_report(const LpOutcome &o) {
     std::string out;
-    auto row = [&](const std::string &key, const std::string &value) {
-        out += key;
-        out += std::string(key.size() < 12 ? 12 - key.size() : 1, ' ');
-        out += value + "\n";
-    };
+    auto row = [&](const std::string &key, const std::string &value) { append_row(out, key, value); };
     row("file", o.file);
     row("format", std::string("lp (") + (o.maximize ? "maximise" : "minimise") + " the objective)");
     row("variables", std::to_string(o.names.size()));
@@ -173,9 +177,7 @@ std::string lp_text_report(const LpOutcome &o) {
     row("tts", seconds(o.tts) + " s");
     out += "values\n";
     for (std::size_t k = 0; k < o.names.size(); ++k) out += "  " + o.names[k] + " = " + o.values[k].str() + "\n";
-    if (o.stopped_early) row("stopped", "at the time limit, before every assignment was visited");
-    out += "info\n";
-    for (const auto &[k, v] : o.info) out += "  " + k + " = " + v + "\n";
+    append_closing(out, o.stopped_early, o.info);
     return out;
 }
 
