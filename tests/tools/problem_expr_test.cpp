@@ -65,7 +65,7 @@ TEST(ProblemEnergy, LargeWeightsStayExact) {
 
 namespace {
 
-// Weights from zero to far beyond 64 bits, the 64-bit edges included, sums
+// Weights from zero to far beyond 64 bits, the 62- and 64-bit edges included, sums
 // that overflow 64 bits per vertex, repeated and mirrored pairs: the energy is
 // still the negated objective everywhere, whether the problem is kept or
 // handed over.
@@ -74,7 +74,10 @@ TEST(ProblemEnergy, WideWeightsAndHandedOverProblems) {
     const uint64_t seed = 1234;
     std::mt19937_64 rng(seed);
     const std::vector<std::string> edges = {"9223372036854775807", "-9223372036854775808", "9223372036854775808",
-                                            "-18446744073709551616", "170141183460469231731687303715884105727"};
+                                            "-18446744073709551616", "170141183460469231731687303715884105727",
+                                            // around 2^62, where a weight stops travelling with its pair
+                                            "4611686018427387903", "4611686018427387904", "-4611686018427387903",
+                                            "-4611686018427387904"};
     for (int round = 0; round < 30; ++round) {
         SCOPED_TRACE("seed 1234 round " + std::to_string(round));
         const Format f = static_cast<Format>(round % 3);

@@ -56,10 +56,10 @@ struct IndexMap {
 // each) or, when wider, in `wide`; the records point there, and never into
 // the problem, which may be gone before the expression is made.
 struct BulkTerms {
-    std::vector<vexa_bigint> coeffs;
-    std::vector<uint32_t> counts;
-    std::vector<uint32_t> vars;
-    std::vector<uint64_t> limbs;
+    HugeVector<vexa_bigint> coeffs;
+    HugeVector<uint32_t> counts;
+    HugeVector<uint32_t> vars;
+    HugeVector<uint64_t> limbs;
     std::deque<Int> wide;
 
     void reserve(std::size_t terms, std::size_t computed) {
@@ -98,12 +98,17 @@ struct BulkTerms {
 // has next to nothing to do. A counting sort on the smaller position, then a
 // sort of each (short) bucket.
 struct EntryOrder {
+    // The weight travels with the pair while it fits 62 bits (so that twice
+    // it still fits 64): reading it back from the entry would be one cache
+    // miss per pair, the main cost of a big file.
+    static constexpr int64_t kWide = INT64_MIN;  // the weight is only in the entry
     struct Pair {
         uint32_t hi;  // the larger position
         uint32_t k;   // the entry
+        int64_t w;    // its weight, or kWide
     };
-    std::vector<uint32_t> diagonal;  // entries, by position
-    std::vector<Pair> pairs;
+    HugeVector<uint32_t> diagonal;  // entries, by position
+    HugeVector<Pair> pairs;
     std::vector<uint32_t> bucket_end;  // pairs of smaller position lo end at bucket_end[lo]
 };
 
@@ -130,7 +135,11 @@ EntryOrder order_entries(const Problem &p, const IndexMap &map) {
         if (a == b) {
             o.diagonal[diag_next[a]++] = k;
         } else {
-            o.pairs[o.bucket_end[std::min(a, b)]++] = EntryOrder::Pair{static_cast<uint32_t>(std::max(a, b)), k};
+            constexpr int64_t kLimit = int64_t(1) << 62;
+            const int64_t v = e.w.fits_int64() ? e.w.to_int64() : EntryOrder::kWide;
+            const bool small = v > -kLimit && v < kLimit;
+            o.pairs[o.bucket_end[std::min(a, b)]++] =
+                EntryOrder::Pair{static_cast<uint32_t>(std::max(a, b)), k, small ? e.w.to_int64() : EntryOrder::kWide};
         }
     }
     o.bucket_end.pop_back();
@@ -144,14 +153,21 @@ EntryOrder order_entries(const Problem &p, const IndexMap &map) {
     return o;
 }
 
-// Calls f(lo, hi, entry) for the off-diagonal entries in canonical order.
+// Calls f(lo, hi, pair) for the off-diagonal entries in canonical order.
 template <class F>
-void for_each_pair(const EntryOrder &o, const Problem &p, F &&f) {
+void for_each_pair(const EntryOrder &o, F &&f) {
     uint32_t lo = 0;
     for (uint64_t q = 0; q < o.pairs.size(); ++q) {
         while (o.bucket_end[lo] <= q) ++lo;
-        f(lo, o.pairs[q].hi, p.entries[o.pairs[q].k]);
+        f(lo, o.pairs[q].hi, o.pairs[q]);
     }
+}
+
+// -w (or w) of a weight that fits 62 bits, as a sign and a magnitude.
+void add_small(BulkTerms &bulk, int64_t w, bool negate, uint32_t a, uint32_t b) {
+    if (w == 0) return;
+    const bool negative = (w < 0) != negate;
+    bulk.add_value(negative ? -1 : 1, w < 0 ? uint64_t(0) - uint64_t(w) : uint64_t(w), a, b);
 }
 
 // Terms of a qubo or matrix file: -w x_i x_j, or -w x_i on the diagonal.
@@ -174,7 +190,13 @@ void matrix_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTer
         const Entry &e = p.entries[k];
         add(e, first + static_cast<uint32_t>(map.position(e.i)), kNone);
     }
-    for_each_pair(order, p, [&](uint32_t lo, uint32_t hi, const Entry &e) { add(e, first + lo, first + hi); });
+    for_each_pair(order, [&](uint32_t lo, uint32_t hi, const EntryOrder::Pair &pair) {
+        if (pair.w != EntryOrder::kWide) {
+            add_small(bulk, pair.w, true, first + lo, first + hi);
+        } else {
+            add(p.entries[pair.k], first + lo, first + hi);
+        }
+    });
 }
 
 // Terms of an edge list: -cut = sum over edges of -w x_i - w x_j + 2w x_i x_j,
@@ -214,17 +236,17 @@ void cut_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms 
     }
     std::vector<int64_t>().swap(degree);
     const EntryOrder order = order_entries(p, map);
-    for_each_pair(order, p, [&](uint32_t lo, uint32_t hi, const Entry &e) {
+    for_each_pair(order, [&](uint32_t lo, uint32_t hi, const EntryOrder::Pair &pair) {
         const uint32_t va = first + lo, vb = first + hi;
-        if (e.w.limb_count() <= 1 && e.w.limbs()[0] < (uint64_t(1) << 63)) {
-            if (!e.w.is_zero()) bulk.add_value(e.w.sign(), 2 * e.w.limbs()[0], va, vb);
+        if (pair.w != EntryOrder::kWide) {
+            add_small(bulk, 2 * pair.w, false, va, vb);
         } else {
-            bulk.add(bulk.keep(e.w.to_cpp_int() * 2), false, va, vb);
+            bulk.add(bulk.keep(p.entries[pair.k].w.to_cpp_int() * 2), false, va, vb);
         }
     });
 }
 
-ProblemEnergy build(const Problem &p, std::vector<Entry> *release) {
+ProblemEnergy build(const Problem &p, HugeVector<Entry> *release) {
     IndexMap map(p);
     Vars vars("x", map.used.size());
     const uint32_t first = map.used.empty() ? 0 : vars[0].code();
@@ -238,7 +260,7 @@ ProblemEnergy build(const Problem &p, std::vector<Entry> *release) {
         }
         // The bulk holds every coefficient now: the entries can go before the
         // expression takes up its own memory.
-        if (release != nullptr) std::vector<Entry>().swap(*release);
+        if (release != nullptr) HugeVector<Entry>().swap(*release);
         std::vector<uint32_t>().swap(map.dense);
         const vexa_bigint zero{0, 0, nullptr};
         raw = vexa_expr_create_from_bulk(&zero, bulk.coeffs.size(), bulk.coeffs.data(), bulk.counts.data(),

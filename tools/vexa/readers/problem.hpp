@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/huge_page_allocator.hpp"
 #include "vexa/vexa.hpp"
 
 namespace vexa::cli {
@@ -37,7 +38,7 @@ struct Problem {
     uint64_t n = 0;         // variables the header announces
     unsigned index_base = 0;  // how the file counts its indices
     uint64_t collection = 0;  // problems in a Beasley collection file; 0 for a single problem
-    std::vector<Entry> entries;
+    HugeVector<Entry> entries;  // huge pages: a big file holds hundreds of megabytes here
 };
 
 // The largest variable count a header may announce.
