@@ -97,6 +97,9 @@ VEXA_API ExprImpl *vexa_expr_sqr(const ExprImpl *e);
 /* ---- canonical forms (new expressions) ---- */
 VEXA_API ExprImpl *vexa_expr_simplify(const ExprImpl *e);
 VEXA_API ExprImpl *vexa_expr_simplify_as_binary(const ExprImpl *e);
+/* The same, replacing e's value: its terms are rewritten and merged where they
+ * are, with no copy, which halves the memory a big expression needs. */
+VEXA_API void vexa_expr_simplify_as_binary_in_place(ExprImpl *e);
 VEXA_API ExprImpl *vexa_expr_simplify_as_spin(const ExprImpl *e);
 /* The result is 2^D times the input, D the input's maximal degree. */
 VEXA_API ExprImpl *vexa_expr_binary_to_spin(const ExprImpl *e);

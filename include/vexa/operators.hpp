@@ -279,6 +279,12 @@ Term sqr(const T &a) {
 // (x*x = x, ~x = 1 - x), or as +-1 values (s*s = 1, ~s = -s).
 inline Expr simplify(const Expr &e) { return Expr::adopt(vexa_expr_simplify(e.handle())); }
 inline Expr simplify_as_binary(const Expr &e) { return Expr::adopt(vexa_expr_simplify_as_binary(e.handle())); }
+// An expression that is going away is simplified in place, without a copy
+// of its terms.
+inline Expr simplify_as_binary(Expr &&e) {
+    vexa_expr_simplify_as_binary_in_place(e.handle());
+    return std::move(e);
+}
 inline Expr simplify_as_spin(const Expr &e) { return Expr::adopt(vexa_expr_simplify_as_spin(e.handle())); }
 // x = (s + 1) / 2; the result is 2^D times the input, D its maximal degree.
 inline Expr binary_to_spin(const Expr &e) { return Expr::adopt(vexa_expr_binary_to_spin(e.handle())); }

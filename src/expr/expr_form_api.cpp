@@ -1,7 +1,9 @@
 // Exported functions that put an expression in another form: the three
 // canonical forms, the change between the 0/1 and the +-1 reading, and
-// quadratic reduction. Each returns a new expression.
+// quadratic reduction. Each returns a new expression, except the in-place
+// form of simplify_as_binary.
 #include <memory>
+#include <utility>
 
 #include "expr/attr_rules.hpp"
 #include "expr/expr.hpp"
@@ -39,6 +41,14 @@ ExprImpl *vexa_expr_simplify(const ExprImpl *e) { return simplified<ExprOp::simp
 
 ExprImpl *vexa_expr_simplify_as_binary(const ExprImpl *e) {
     return simplified<ExprOp::simplify_as_binary, expr_simplify_as_binary>(e);
+}
+
+void vexa_expr_simplify_as_binary_in_place(ExprImpl *e) {
+    const uint32_t attr = rebuilt_attr<ExprOp::simplify_as_binary>(
+        *e, [](const ExprImpl &body) { return expr_simplify_as_binary(body); });
+    ExprImpl result = expr_simplify_as_binary(std::move(*e));
+    result.attr = attr;
+    *e = std::move(result);
 }
 
 ExprImpl *vexa_expr_simplify_as_spin(const ExprImpl *e) {

@@ -1,6 +1,7 @@
 #include "expr/simplify.hpp"
 
 #include <boost/sort/block_indirect_sort/block_indirect_sort.hpp>
+#include <utility>
 #include <vector>
 
 #include "core/fatal.hpp"
@@ -107,8 +108,38 @@ ExprImpl expr_simplify(const ExprImpl &e) {
     return merge_terms(terms, e.constant);
 }
 
-ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
-    TermBuffer terms = copy_terms(e, false);
+namespace {
+
+// The terms of an expression that is going away, moved out with its block:
+// no term is copied (the head, if any, is appended).
+TermBuffer take_terms(ExprImpl &e) {
+    TermBuffer terms;
+    terms.data = std::exchange(e.data, nullptr);
+    terms.size = std::exchange(e.size, 0);
+    terms.capacity = std::exchange(e.capacity, 0);
+    if (e.has_head()) {
+        terms.push_back(std::move(e.head));
+        e.head = TermImpl{};
+    }
+    return terms;
+}
+
+ExprImpl simplify_binary_terms(TermBuffer terms, coeff_t constant);
+
+}  // namespace
+
+ExprImpl expr_simplify_as_binary(const ExprImpl &e) { return simplify_binary_terms(copy_terms(e, false), e.constant); }
+
+ExprImpl expr_simplify_as_binary(ExprImpl &&e) {
+    coeff_t constant = std::move(e.constant);
+    e.constant = coeff_t(0);
+    return simplify_binary_terms(take_terms(e), std::move(constant));
+}
+
+namespace {
+
+// x*x = x and ~x = 1 - x on a buffer of terms, then the merge.
+ExprImpl simplify_binary_terms(TermBuffer terms, coeff_t constant) {
     const uint64_t n = terms.size;
     const uint32_t hw = hardware_threads();
     const uint32_t threads = (hw < 2 || n < kParallelMin) ? 1 : hw;
@@ -122,7 +153,6 @@ ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
         });
     }
 
-    coeff_t constant = e.constant;
     uint64_t extra_count = 0;
     for (RewriteBlock &b : blocks) {
         constant += b.delta;
@@ -153,6 +183,8 @@ ExprImpl expr_simplify_as_binary(const ExprImpl &e) {
     }
     return merge_terms(terms, std::move(constant));
 }
+
+}  // namespace
 
 ExprImpl expr_simplify_as_spin(const ExprImpl &e) {
     TermBuffer terms = build_terms(e.term_count(), [&](uint64_t i, TermImpl *slot) {

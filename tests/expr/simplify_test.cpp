@@ -17,7 +17,12 @@ protected:
         ExprPtr owned(e);
         ExprPtr s(vexa_expr_simplify_as_binary(e));
         EXPECT_TRUE(is_canonical(s.get()));
-        return vexa_expr_str(s.get());
+        const std::string text = vexa_expr_str(s.get());
+        // The in-place form, on a copy, ends in the same expression.
+        ExprPtr in_place(vexa_expr_clone(e));
+        vexa_expr_simplify_as_binary_in_place(in_place.get());
+        EXPECT_EQ(vexa_expr_str(in_place.get()), text);
+        return text;
     }
     std::string spin(ExprImpl *e) {
         ExprPtr owned(e);
@@ -76,7 +81,8 @@ TEST_F(Simplify, FormsKeepTheValueOnRandomAssignments) {
         std::mt19937_64 rng(seed);
         const uint32_t nvars = 1 + rng() % 8;
         ExprPtr e(random_expr(rng, {.terms = rng() % 80, .nvars = nvars, .max_bits = 300}));
-        ExprPtr b(vexa_expr_simplify_as_binary(e.get()));
+        ExprPtr b(vexa_expr_clone(e.get()));
+        vexa_expr_simplify_as_binary_in_place(b.get());
         ExprPtr s(vexa_expr_simplify_as_spin(e.get()));
         ExprPtr p(vexa_expr_simplify(e.get()));
         ASSERT_TRUE(is_canonical(b.get())) << "seed " << seed;
@@ -111,18 +117,22 @@ TEST_F(Simplify, ThreadCountDoesNotChangeAnyForm) {
     for (uint64_t terms : {500ull, 9'999ull, 10'000ull, 60'000ull}) {
         std::mt19937_64 rng(terms);
         ExprPtr e(random_expr(rng, {.terms = terms, .nvars = 300, .max_bits = 130}));
-        std::vector<FlatTerm> one[3], many[3];
-        coeff_t c1[3], c8[3];
+        std::vector<FlatTerm> one[4], many[4];
+        coeff_t c1[4], c8[4];
         for (int pass = 0; pass < 2; ++pass) {
             ThreadScope scope(pass == 0 ? 1 : 8);
-            ExprPtr r[3] = {ExprPtr(vexa_expr_simplify(e.get())), ExprPtr(vexa_expr_simplify_as_binary(e.get())),
-                            ExprPtr(vexa_expr_simplify_as_spin(e.get()))};
-            for (int k = 0; k < 3; ++k) {
+            ExprPtr r[4] = {ExprPtr(vexa_expr_simplify(e.get())), ExprPtr(vexa_expr_simplify_as_binary(e.get())),
+                            ExprPtr(vexa_expr_simplify_as_spin(e.get())), ExprPtr(vexa_expr_clone(e.get()))};
+            vexa_expr_simplify_as_binary_in_place(r[3].get());
+            for (int k = 0; k < 4; ++k) {
                 (pass == 0 ? one : many)[k] = flat(r[k].get());
                 (pass == 0 ? c1 : c8)[k] = constant_of(r[k].get());
             }
         }
-        for (int k = 0; k < 3; ++k) {
+        // the in-place binary form equals the copying one
+        EXPECT_EQ(one[3], one[1]) << "terms " << terms;
+        EXPECT_EQ(c1[3], c1[1]);
+        for (int k = 0; k < 4; ++k) {
             EXPECT_EQ(one[k], many[k]) << "form " << k << " terms " << terms;
             EXPECT_EQ(c1[k], c8[k]);
         }
