@@ -49,7 +49,7 @@ void SearchShared::notify(uint32_t event, const coeff_t &energy, const uint64_t 
         answer = callback(callback_ctx, &rec, bits, event, tts);
     }
     std::free(rec.limbs);
-    if (answer >= 0.0) timer = answer;
+    if (answer >= 0.0) timer.store(answer);
 }
 
 }  // namespace vexa::mod

@@ -50,9 +50,9 @@ struct SearchShared {
     // The integer form of the callback (integer handles); takes the place
     // of `callback` when set.
     vexa_module_int_callback int_callback = nullptr;
-    // What the last callback answered, under `mutex`: the interval of the
-    // timer event in seconds (0 off); -1.0 until a callback set it.
-    double timer = -1.0;
+    // What the last callback answered: the interval of the timer event in
+    // seconds (0 off); -1.0 until a callback set it.
+    std::atomic<double> timer{-1.0};
     // The caller's stop byte (set_external_stop), null if none.
     const volatile uint8_t *external_stop = nullptr;
 
@@ -87,7 +87,7 @@ struct SearchShared {
 
     // Calls whichever callback is set with `event`, and keeps its answer as
     // the timer interval: a positive value or zero replaces it, a negative
-    // one or NaN leaves it. The caller holds `mutex` or is the only thread.
+    // one or NaN leaves it.
     void notify(uint32_t event, const coeff_t &energy, const uint64_t *bits, const coeff_t *ints, size_t int_count,
                 double tts);
     bool has_callback() const { return callback != nullptr || int_callback != nullptr; }
