@@ -139,7 +139,7 @@ private:
                 ++count;
             }
         }
-        const double hot = count == 0 ? 1.0 : sum / count;
+        const double hot = count == 0 ? 1.0 : sched_.hot_factor * sum / count;
         // Cold end: a fraction of the small uphill moves at a local minimum.
         scratch_ = reps_[0];
         descend(scratch_);
@@ -154,7 +154,7 @@ private:
         double cold = hot / 100.0;
         if (!up.empty()) {
             std::nth_element(up.begin(), up.begin() + up.size() / 10, up.end());
-            cold = up[up.size() / 10] / 4.0;
+            cold = up[up.size() / 10] / sched_.cold_divisor;
         }
         if (!(cold < hot)) cold = hot / 10.0;
         beta_.resize(replicas_);
@@ -252,7 +252,7 @@ private:
             ++descents_;
             if (!descend(scratch_)) return;
             offer(scratch_, false, true);
-            if (++stale_rounds_ > 4000) restart();
+            if (++stale_rounds_ > sched_.stagnation_rounds) restart();
         }
     }
 
@@ -262,6 +262,7 @@ private:
     HintBox &hints_;
     uint64_t hint_seen_;
     Rng rng_;
+    const TemperingSchedule sched_;
     uint32_t replicas_ = 1;
     std::vector<IntState> reps_;
     std::vector<uint32_t> at_;

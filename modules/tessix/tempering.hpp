@@ -37,8 +37,8 @@ struct TemperingStats {
 // Settings shared by every model; nothing depends on the instance beyond
 // its size and its gains.
 struct TemperingSchedule {
-    double hot_factor = 1.0;   // hot temperature = this * mean |gain| at a random state
-    double cold_divisor = 4.0; // cold temperature = small uphill gain at a local minimum / this
+    double hot_factor = 0.7;     // hot temperature = this * mean |gain| at a random state
+    double cold_divisor = 12.0;  // cold temperature = small uphill gain at a local minimum / this
     uint32_t min_replicas = 8;
     uint32_t max_replicas = 32;
     uint64_t stagnation_rounds = 4000;  // rounds without a new ladder best before a restart
