@@ -76,9 +76,9 @@ void fill_solution(TessixSolution *out, const coeff_t &energy, const std::vector
     out->tts = tts;
 }
 
+// The caller hands the record in with a null `info` and frees what it finds.
 void attach_info(TessixSolution *out, const InfoPairs &info) {
     if (out == nullptr) return;
-    info_free(out->info);
     out->info = info_to_c(info);
 }
 

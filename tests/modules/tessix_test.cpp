@@ -286,13 +286,19 @@ TEST(TessixCpu, WideIntegersStayExactAndInBounds) {
 }
 
 TEST(TessixCpu, StopByteFromAnotherThreadEndsTheSearchAtOnce) {
-    const TestModel bin = big_model(5, 1500);
+    // Variants: a dense binary model (whose final re-pricing of 340000
+    // terms is part of the figure), the same with a callback (the caller
+    // watches the timer while the threads search), a mixed integer model,
+    // and a sparse binary model of 5000 variables.
+    const TestModel dense = big_model(5, 1500);
     std::mt19937_64 rng(6);
     const TestModel mixed = random_mixed(rng, 200, 100, -50, 50);
-    for (int variant = 0; variant < 3; ++variant) {
-        Recorder rec;  // with a callback, the caller watches the timer while the threads search
+    const TestModel sparse = random_model(rng, {5000, 0.5, 0.001, 100, 0});
+    for (int variant = 0; variant < 4; ++variant) {
+        Recorder rec;
         const bool integer = variant == 2;
-        Handle h(integer ? mixed : bin, integer, variant == 1 ? &rec : nullptr);
+        const TestModel &model = variant == 2 ? mixed : variant == 3 ? sparse : dense;
+        Handle h(model, integer, variant == 1 ? &rec : nullptr);
         // The first search of a handle prepares its model, which no stop
         // interrupts; the latency below is that of the running search.
         h.search({{"time_limit", "0"}, {"threads", "1"}});
@@ -321,7 +327,10 @@ TEST(TessixCpu, HintPostedWhileRunningShowsUpInTheResult) {
     for (int delay_ms : {50, 0}) {
         // The search is stopped 30 ms after the hint: far too early to get
         // near the hinted state on its own, so only the hint can bring it.
+        // The handle's model is prepared first, so the hint meets running
+        // threads.
         Handle h(m, false);
+        h.search({{"time_limit", "0"}, {"threads", "1"}});
         std::thread helper([&]() {
             std::this_thread::sleep_for(std::chrono::milliseconds(delay_ms));
             tessix().cpu_hint_solution(h.h, good.bits.data());
@@ -330,6 +339,7 @@ TEST(TessixCpu, HintPostedWhileRunningShowsUpInTheResult) {
         });
         const Result r = h.search({{"time_limit", "30"}, {"threads", "1"}, {"seed", "4"}});
         helper.join();
+        std::printf("hint after %d ms: %s taken by the search threads\n", delay_ms, r.info.at("hints").c_str());
         EXPECT_LE(r.energy, good.energy) << "delay " << delay_ms;
         EXPECT_EQ(r.energy, priced(m, r, false)) << "delay " << delay_ms;
     }
