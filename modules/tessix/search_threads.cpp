@@ -48,13 +48,12 @@ void run_search_threads(SearchShared &shared, uint32_t threads, const std::funct
             running.fetch_sub(1);
         });
     }
-    double last_tick = 0.0;
-    uint32_t slept = 0;
+    double last_tick = 0.0, last_look = 0.0;
     while (running.load() != 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (++slept < 20) continue;
-        slept = 0;
         const double now = shared.clock.seconds();
+        if (now - last_look < 0.02) continue;
+        last_look = now;
         const double interval = shared.timer.load();
         if (!(interval > 0.0)) {
             last_tick = now;
