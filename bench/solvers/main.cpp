@@ -4,9 +4,12 @@
 //   bench_solvers [--time-limit S] [--threads N] [--seed S] [--filter A,B]
 //                 [--bench-dir DIR] [--module-dir DIR] [--no-target]
 //                 [--exhaustive N] [--exhaustive-only] [--verbose] [--direct]
+//                 [--module nimba|tessix]
 //
 // Searches go through the library (expression, model, solver wrapper), which
 // opens the modules beside it; --direct calls the module files instead.
+// --module tessix runs the CPU search of the accelerated module, always
+// through its file.
 //
 // By default each instance runs with the best known energy as target, so a
 // run ends as soon as it is reached; tts is the time to the returned state.
@@ -43,6 +46,7 @@ struct Options {
     bool heuristic = true;
     bool verbose = false;
     bool direct = false;
+    bool tessix = false;
 };
 
 std::string exe_dir() {
@@ -88,6 +92,13 @@ Options parse(int argc, char **argv) {
             o.verbose = true;
         } else if (a == "--direct") {
             o.direct = true;
+        } else if (a == "--module") {
+            const std::string m = next();
+            if (m != "nimba" && m != "tessix") {
+                std::fprintf(stderr, "bench: unknown module %s\n", m.c_str());
+                std::exit(2);
+            }
+            o.tessix = m == "tessix";
         } else if (a == "--exhaustive-only") {
             o.heuristic = false;
         } else {
@@ -118,10 +129,13 @@ std::string info_value(const ModuleRun &r, const std::string &key) {
 
 void run_heuristic(const Options &o) {
     const auto table = read_best_known(o.bench_dir + "/best_known.csv");
-    ModuleClient client = o.direct ? ModuleClient(o.module_dir + "nimbasolver_cppint.so", Family::heuristic)
-                                   : ModuleClient();
-    std::printf("heuristic module (%s): time limit %.2f s, %u threads, seed %llu, target %s\n",
-                o.direct ? "direct" : "through the library", o.time_limit, o.threads,
+    const bool direct = o.direct || o.tessix;
+    ModuleClient client = o.tessix   ? ModuleClient(o.module_dir + "tessix_cppint.so", Family::accelerated)
+                          : o.direct ? ModuleClient(o.module_dir + "nimbasolver_cppint.so", Family::heuristic)
+                                     : ModuleClient();
+    std::printf("%s module (%s): time limit %.2f s, %u threads, seed %llu, target %s\n",
+                o.tessix ? "accelerated (CPU)" : "heuristic", direct ? "direct" : "through the library", o.time_limit,
+                o.threads,
                 static_cast<unsigned long long>(o.seed), o.target ? "best known" : "none");
     print_header();
     std::vector<Row> rows;
@@ -134,7 +148,7 @@ void run_heuristic(const Options &o) {
                             {"seed", std::to_string(o.seed)}};
         if (o.target) params.emplace_back("target_energy", std::to_string(e.best_known));
         const ModuleRun run =
-            o.direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
+            direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
         Row r;
         r.name = e.name;
         r.group = group_of(e.name);

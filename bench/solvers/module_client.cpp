@@ -35,6 +35,14 @@ ModuleClient::ModuleClient(const std::string &path, Family family) : family_(fam
         std::fprintf(stderr, "bench: cannot load %s: %s\n", path.c_str(), dlerror());
         std::exit(2);
     }
+    if (family == Family::accelerated) {
+        create_ = symbol(lib, "vexa_tessix_cpu_solver_create");
+        search_ = symbol(lib, "vexa_tessix_cpu_solver_search");
+        destroy_ = reinterpret_cast<vexa_module_destroy_fn>(symbol(lib, "vexa_tessix_cpu_solver_destroy"));
+        list_destroy_ = reinterpret_cast<vexa_sol_list_destroy_fn>(symbol(lib, "vexa_tessix_cpu_sol_list_destroy"));
+        reinterpret_cast<vexa_register_callback_fn>(symbol(lib, "vexa_tessix_cpu_register_callback"))(silent_callback);
+        return;
+    }
     const std::string prefix = family == Family::heuristic ? "vexa_nimba_solver_" : "vexa_exhaustive_";
     create_ = symbol(lib, prefix + "create");
     search_ = symbol(lib, prefix + "search");
@@ -49,6 +57,7 @@ ModuleRun ModuleClient::solve(const FlatModel &model, const TextPairs &params) c
     const auto vars = model.var_lists();
     const auto coefs = model.coef_lists();
     const auto degrees = static_cast<uint32_t>(model.term_counts.size());
+    if (family_ == Family::accelerated) return solve_accelerated(model, params);
     void *h;
     if (family_ == Family::heuristic) {
         h = reinterpret_cast<vexa_nimba_create_fn>(create_)(nullptr, model.var_count, degrees, &model.constant,
@@ -88,6 +97,44 @@ ModuleRun ModuleClient::solve(const FlatModel &model, const TextPairs &params) c
     if (vexa_info_pair *info = get_info_(h)) {
         for (vexa_info_pair *p = info; p->key != nullptr; ++p) run.info.emplace_back(p->key, p->value);
         free_info_(info);
+    }
+    destroy_(h);
+    return run;
+}
+
+ModuleRun ModuleClient::solve_accelerated(const FlatModel &model, const TextPairs &params) const {
+    const auto vars = model.var_lists();
+    const auto coefs = model.coef_lists();
+    const auto degrees = static_cast<uint32_t>(model.term_counts.size());
+    void *h = reinterpret_cast<vexa_nimba_create_fn>(create_)(nullptr, model.var_count, degrees, &model.constant,
+                                                              model.term_counts.data(), vars.data(), coefs.data());
+    std::vector<vexa_param> plist;
+    for (const auto &[k, v] : params) plist.push_back({k.c_str(), v.c_str()});
+    plist.push_back({nullptr, nullptr});
+    const uint32_t word_count = (model.var_count + 63) / 64;
+    std::vector<uint64_t> bits(word_count + 1, 0);
+    TessixSolution sol{};
+    sol.bits = bits.data();
+    sol.word_count = word_count;
+    const auto t0 = std::chrono::steady_clock::now();
+    void *list = reinterpret_cast<vexa_tessix_search_fn>(search_)(h, &sol, model.var_count, plist.data(), nullptr);
+    const auto t1 = std::chrono::steady_clock::now();
+    if (list != nullptr) list_destroy_(list);
+
+    ModuleRun run;
+    run.energy = from_record(sol.energy);
+    std::free(sol.energy.limbs);
+    bits.resize(word_count);
+    run.bits = std::move(bits);
+    run.tts = sol.tts;
+    run.wall = std::chrono::duration<double>(t1 - t0).count();
+    if (sol.info != nullptr) {
+        for (vexa_info_pair *p = sol.info; p->key != nullptr; ++p) {
+            run.info.emplace_back(p->key, p->value);
+            std::free(p->key);
+            std::free(p->value);
+        }
+        std::free(sol.info);
     }
     destroy_(h);
     return run;

@@ -1,6 +1,7 @@
 // Drives a solver module through its C contract, as the library's drivers
 // do: dlopen, register a silent callback, create, search, read the info
-// pairs, destroy.
+// pairs, destroy. The accelerated family returns its info pairs in the out
+// record.
 #pragma once
 
 #include <string>
@@ -22,7 +23,8 @@ struct ModuleRun {
     TextPairs info;
 };
 
-enum class Family { heuristic, exhaustive };
+// accelerated: the CPU family of tessix_cppint.so.
+enum class Family { heuristic, exhaustive, accelerated };
 
 class ModuleClient {
 public:
@@ -33,6 +35,8 @@ public:
     ModuleRun solve(const FlatModel &model, const TextPairs &params) const;
 
 private:
+    ModuleRun solve_accelerated(const FlatModel &model, const TextPairs &params) const;
+
     Family family_ = Family::heuristic;
     void *create_ = nullptr, *search_ = nullptr;
     vexa_module_destroy_fn destroy_ = nullptr;

@@ -41,4 +41,21 @@ TEST(ModuleExports, EachModuleExportsExactlyItsList) {
     EXPECT_EQ(defined_symbols(dir + "exhaustive_cppint.so"), table_symbols<vexa::ExhaustiveModuleTable>());
 }
 
+// The accelerated module built without a GPU compiler carries the CPU family
+// and the device count only; a GPU build carries the whole list.
+TEST(ModuleExports, TessixExportsItsCpuRowsOrTheWholeList) {
+    const std::set<std::string> defined = defined_symbols(std::string(VEXA_TEST_MODULE_DIR) + "tessix_cppint.so");
+    const std::string prefix = vexa::TessixModuleTable::prefix;
+    std::set<std::string> cpu;
+    for (const vexa::SymbolRow &row : vexa::TessixModuleTable::rows) {
+        const std::string name = row.name;
+        if (name.rfind("cpu_", 0) == 0 || row.need == vexa::SymbolNeed::mandatory) cpu.insert(prefix + name);
+    }
+    if (defined.count(prefix + "solver_create") != 0) {
+        EXPECT_EQ(defined, table_symbols<vexa::TessixModuleTable>());
+    } else {
+        EXPECT_EQ(defined, cpu);
+    }
+}
+
 }  // namespace

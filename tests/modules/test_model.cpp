@@ -184,4 +184,77 @@ void add_random_constraint(std::mt19937_64 &rng, TestModel &m, int kind) {
     m.constraints.push_back(std::move(c));
 }
 
+// nb binary variables and ni integers in [lo, hi], random terms mixing them
+// (including squares of integers) and constraints of several kinds on flat indices.
+TestModel random_mixed(std::mt19937_64 &rng, uint32_t nb, uint32_t ni, int64_t lo, int64_t hi) {
+    TestModel m;
+    m.bin_count = nb;
+    m.int_count = ni;
+    for (uint32_t k = 0; k < ni; ++k) {
+        m.int_lower.emplace_back(lo);
+        m.int_upper.emplace_back(hi);
+    }
+    std::uniform_int_distribution<int64_t> c(-6, 6);
+    auto word = [&](uint32_t flat) { return flat < nb ? flat : 0x40000000u | (flat - nb); };
+    const uint32_t total = nb + ni;
+    for (uint32_t v = 0; v < total; ++v) m.add_linear(word(v), c(rng));
+    for (uint32_t a = 0; a < total; ++a) {
+        for (uint32_t b = a; b < total; ++b) {
+            if (a == b && a < nb) continue;  // x * x of a binary variable is not in a simplified model
+            if (rng() % 3 == 0) m.add_quadratic(word(a), word(b), c(rng));
+        }
+    }
+    for (int kind = 0; kind < 4; ++kind) {
+        TestConstraint tc;
+        tc.weight = 1 + static_cast<int64_t>(rng() % 3);
+        tc.lower = -2;
+        tc.upper = 3;
+        for (uint32_t v = 0; v < total; ++v) {
+            if (rng() % 2) {
+                tc.vars.push_back(v);
+                tc.coeffs.emplace_back(c(rng));
+            }
+        }
+        if (kind == 1) {
+            tc.quad_head = {0, 2};
+            tc.quad_vars = {0, total - 1};
+            tc.quad_coeffs = {coeff_t(2)};
+        } else if (kind == 2) {
+            tc.allowed_low = {coeff_t(-5), coeff_t(4)};
+            tc.allowed_high = {coeff_t(-4), coeff_t(6)};
+        } else if (kind == 3) {
+            tc.exponent = 1;
+            tc.hinge = 1;
+            tc.lower = 0;
+            tc.upper = 0;
+        }
+        m.constraints.push_back(tc);
+    }
+    return m;
+}
+
+// Minimum over the whole (small) mixed domain.
+coeff_t mixed_brute_force(const TestModel &m) {
+    const int64_t lo = m.int_lower[0].convert_to<int64_t>(), hi = m.int_upper[0].convert_to<int64_t>();
+    const uint64_t radix = static_cast<uint64_t>(hi - lo + 1);
+    uint64_t ints_states = 1;
+    for (uint32_t k = 0; k < m.int_count; ++k) ints_states *= radix;
+    coeff_t best = 0;
+    bool first = true;
+    std::vector<coeff_t> ints(m.int_count);
+    for (uint64_t b = 0; b < (uint64_t(1) << m.bin_count); ++b) {
+        for (uint64_t s = 0; s < ints_states; ++s) {
+            uint64_t r = s;
+            for (uint32_t k = 0; k < m.int_count; ++k) {
+                ints[k] = lo + static_cast<int64_t>(r % radix);
+                r /= radix;
+            }
+            const coeff_t e = reference_energy(m, bits_of(b, m.bin_count), ints, true);
+            if (first || e < best) best = e;
+            first = false;
+        }
+    }
+    return best;
+}
+
 }  // namespace vexa::test

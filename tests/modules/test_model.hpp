@@ -85,4 +85,13 @@ void add_random_constraint(std::mt19937_64 &rng, TestModel &m, int kind);
 
 std::vector<uint64_t> bits_of(uint64_t state, uint32_t n);
 
+// nb binary variables and ni integers in [lo, hi], random terms mixing them
+// (including squares of integers) and constraints of several kinds on flat
+// indices, as an integer handle receives them.
+TestModel random_mixed(std::mt19937_64 &rng, uint32_t nb, uint32_t ni, int64_t lo, int64_t hi);
+
+// Minimum over the whole (small) mixed domain; every integer shares the
+// bounds of the first.
+coeff_t mixed_brute_force(const TestModel &m);
+
 }  // namespace vexa::test

@@ -30,17 +30,26 @@ ListGate SearchShared::offer(const coeff_t &energy, const uint64_t *bits, size_t
     best_bits.assign(bits, bits + words);
     if (ints != nullptr) best_ints.assign(ints, ints + int_count);
     best_tts = tts;
-    if (callback != nullptr) {
-        vexa_bigint rec{0, 0, nullptr};
-        coeff_to_out_record(energy, &rec);
-        callback(callback_ctx, &rec, bits, 1, tts);
-        std::free(rec.limbs);
-    }
+    if (has_callback()) notify(1, energy, bits, ints, int_count, tts);
     if (has_target && energy <= target_energy) {
         target_reached.store(true);
         stop.store(true);
     }
     return gate;
+}
+
+void SearchShared::notify(uint32_t event, const coeff_t &energy, const uint64_t *bits, const coeff_t *ints,
+                          size_t int_count, double tts) {
+    vexa_bigint rec{0, 0, nullptr};
+    coeff_to_out_record(energy, &rec);
+    double answer = -1.0;
+    if (int_callback != nullptr) {
+        answer = int_callback(callback_ctx, &rec, bits, ints, int_count, event, tts);
+    } else if (callback != nullptr) {
+        answer = callback(callback_ctx, &rec, bits, event, tts);
+    }
+    std::free(rec.limbs);
+    if (answer >= 0.0) timer.store(answer);
 }
 
 }  // namespace vexa::mod

@@ -47,6 +47,12 @@ struct SearchShared {
 
     vexa_module_callback callback = nullptr;
     void *callback_ctx = nullptr;
+    // The integer form of the callback (integer handles); takes the place
+    // of `callback` when set.
+    vexa_module_int_callback int_callback = nullptr;
+    // What the last callback answered: the interval of the timer event in
+    // seconds (0 off); -1.0 until a callback set it.
+    std::atomic<double> timer{-1.0};
     // The caller's stop byte (set_external_stop), null if none.
     const volatile uint8_t *external_stop = nullptr;
 
@@ -78,6 +84,13 @@ struct SearchShared {
     // values) is given by the integer engine, null otherwise.
     ListGate offer(const coeff_t &energy, const uint64_t *bits, size_t words, const coeff_t *ints = nullptr,
                    size_t int_count = 0);
+
+    // Calls whichever callback is set with `event`, and keeps its answer as
+    // the timer interval: a positive value or zero replaces it, a negative
+    // one or NaN leaves it.
+    void notify(uint32_t event, const coeff_t &energy, const uint64_t *bits, const coeff_t *ints, size_t int_count,
+                double tts);
+    bool has_callback() const { return callback != nullptr || int_callback != nullptr; }
 };
 
 }  // namespace vexa::mod

@@ -1,0 +1,282 @@
+#include "tempering.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "flip_state.hpp"
+#include "packed_bits.hpp"
+#include "rng.hpp"
+#include "search_threads.hpp"
+
+namespace vexa::mod {
+
+namespace {
+
+template <class T>
+class TemperingWorker {
+public:
+    TemperingWorker(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
+                    uint64_t hint_seen, uint64_t seed, const TemperingSchedule &schedule)
+        : fm_(fm), c0_(c0), sh_(shared), hints_(hints), hint_seen_(hint_seen), rng_(seed), sched_(schedule),
+          scratch_(fm) {
+        n_ = fm.n;
+        words_.resize(word_count_for(n_));
+        x_.resize(n_);
+        collect_equal_ = sh_.list.mode == SolutionList::Mode::best_energy;
+        collect_optima_ = sh_.list.mode == SolutionList::Mode::top_k;
+        const double size_term = std::sqrt(static_cast<double>(n_)) / 3.0;
+        replicas_ = std::clamp<uint32_t>(6 + static_cast<uint32_t>(size_term), sched_.min_replicas,
+                                         sched_.max_replicas);
+    }
+
+    void run(TemperingStats &stats) {
+        stats.replicas.store(replicas_);
+        reps_.reserve(replicas_);
+        for (uint32_t r = 0; r < replicas_; ++r) {
+            reps_.emplace_back(fm_);
+            randomize(reps_.back());
+        }
+        // The first state is always offered: even a zero time limit returns an evaluated state.
+        thread_best_ = reps_[0].energy;
+        offer(reps_[0].x, reps_[0].energy, true);
+        if (!poll() && n_ > 0) {
+            calibrate();
+            anneal();
+        }
+        stats.sweeps.fetch_add(sweeps_);
+        stats.flips.fetch_add(flips_);
+        stats.swap_tries.fetch_add(swap_tries_);
+        stats.swaps.fetch_add(swaps_);
+        stats.descents.fetch_add(descents_);
+        stats.restarts.fetch_add(restarts_);
+        stats.hints_taken.fetch_add(hints_taken_);
+    }
+
+private:
+    // ---- bookkeeping -------------------------------------------------------
+
+    // True once the search must end. Called about every thousand move
+    // attempts; reads the clock every fourth call and takes a waiting hint.
+    bool poll() {
+        if (sh_.stopped()) return true;
+        if ((++polls_ & 3u) == 0 && sh_.check_clock()) return true;
+        if (hints_.take(hint_seen_, hint_bits_, hint_ints_)) inject_hint();
+        return false;
+    }
+
+    void randomize(FlipState<T> &s) {
+        for (uint32_t i = 0; i < n_; ++i) x_[i] = rng_.next() & 1u;
+        s.load(x_.data());
+    }
+
+    // Offers a state to the shared record when it beats the thread's best,
+    // or when the list wants it (`optimum`: a local minimum).
+    void offer(const std::vector<uint8_t> &x, const T &e, bool always = false, bool optimum = false) {
+        const bool better = e < thread_best_;
+        bool wanted = always || better;
+        if (!wanted && optimum) {
+            if (collect_equal_ && e == thread_best_) wanted = true;
+            if (collect_optima_ && (gate_.open || to_coeff_sum(e) < gate_.worst)) wanted = true;
+        }
+        if (!wanted) return;
+        if (better) {
+            thread_best_ = e;
+            stale_rounds_ = 0;
+        }
+        pack_bits(x.data(), n_, words_.data());
+        gate_ = sh_.offer(to_coeff_sum(e), words_.data(), words_.size());
+    }
+
+    coeff_t to_coeff_sum(const T &e) const { return c0_ + to_coeff(e); }
+
+    void inject_hint() {
+        if (hint_bits_.size() < words_.size()) return;
+        ++hints_taken_;
+        FlipState<T> &cold = reps_[at_.empty() ? 0 : at_[0]];
+        unpack_bits(hint_bits_.data(), n_, x_.data());
+        cold.load(x_.data());
+        // Offered whatever its energy: the caller asked for it to be seen.
+        pack_bits(cold.x.data(), n_, words_.data());
+        if (cold.energy < thread_best_) {
+            thread_best_ = cold.energy;
+            stale_rounds_ = 0;
+        }
+        gate_ = sh_.offer(to_coeff_sum(cold.energy), words_.data(), words_.size());
+    }
+
+    // ---- temperatures ------------------------------------------------------
+
+    void calibrate() {
+        // Hot end: the mean size of a one-flip change at a random state, so
+        // that the hottest replica takes a typical uphill move often.
+        const FlipState<T> &s = reps_[0];
+        double sum = 0.0;
+        uint32_t nonzero = 0;
+        for (uint32_t i = 0; i < n_; ++i) {
+            const double g = std::fabs(exact_to_double(s.gain[i]));
+            if (g > 0.0) {
+                sum += g;
+                ++nonzero;
+            }
+        }
+        const double hot = nonzero == 0 ? 1.0 : sched_.hot_factor * sum / nonzero;
+        // Cold end: the small uphill moves left at a local minimum are taken
+        // rarely.
+        scratch_ = reps_[0];
+        descend(scratch_);
+        offer(scratch_.x, scratch_.energy, false, true);
+        std::vector<double> up;
+        for (uint32_t i = 0; i < n_; ++i) {
+            const double g = exact_to_double(scratch_.gain[i]);
+            if (g > 0.0) up.push_back(g);
+        }
+        double cold = hot / 100.0;
+        if (!up.empty()) {
+            std::nth_element(up.begin(), up.begin() + up.size() / 10, up.end());
+            cold = up[up.size() / 10] / sched_.cold_divisor;
+        }
+        if (!(cold < hot)) cold = hot / 10.0;
+        beta_.resize(replicas_);
+        at_.resize(replicas_);
+        for (uint32_t k = 0; k < replicas_; ++k) {
+            const double f = replicas_ == 1 ? 0.0 : static_cast<double>(k) / (replicas_ - 1);
+            beta_[k] = 1.0 / (cold * std::pow(hot / cold, f));
+            at_[k] = k;
+        }
+    }
+
+    // ---- moves -------------------------------------------------------------
+
+    // One Metropolis pass over the variables of a replica at inverse
+    // temperature `beta`. False when the search must end.
+    bool sweep(FlipState<T> &s, double beta) {
+        const T zero(0);
+        for (uint32_t i = 0; i < n_; ++i) {
+            if ((i & 1023u) == 1023u && poll()) return false;
+            const T &g = s.gain[i];
+            bool take = !(zero < g);
+            if (!take) {
+                const double x = exact_to_double(g) * beta;
+                take = x < 40.0 && rng_.unit() < std::exp(-x);
+            }
+            if (take) {
+                s.flip(i);
+                ++flips_;
+            }
+        }
+        ++sweeps_;
+        return !poll();
+    }
+
+    // Greedy descent: flips improving variables until none is left.
+    bool descend(FlipState<T> &s) {
+        const T zero(0);
+        bool improved = true;
+        uint32_t since_poll = 0;
+        while (improved) {
+            improved = false;
+            for (uint32_t i = 0; i < n_; ++i) {
+                if (++since_poll == 1024) {
+                    since_poll = 0;
+                    if (poll()) return false;
+                }
+                if (s.gain[i] < zero) {
+                    s.flip(i);
+                    improved = true;
+                }
+            }
+        }
+        return true;
+    }
+
+    // Neighbouring temperatures trade replicas with the Metropolis rule of
+    // the joint distribution; even and odd pairs alternate by round.
+    void exchange(uint64_t round) {
+        for (uint32_t k = static_cast<uint32_t>(round & 1u); k + 1 < replicas_; k += 2) {
+            ++swap_tries_;
+            const T de = reps_[at_[k]].energy - reps_[at_[k + 1]].energy;
+            const double d = (beta_[k] - beta_[k + 1]) * exact_to_double(de);
+            if (d >= 0.0 || rng_.unit() < std::exp(d)) {
+                std::swap(at_[k], at_[k + 1]);
+                ++swaps_;
+            }
+        }
+    }
+
+    void restart() {
+        ++restarts_;
+        for (FlipState<T> &s : reps_) randomize(s);
+        // Every other restart keeps the shared best in the coldest slot.
+        if (rng_.next() & 1u) {
+            std::vector<uint64_t> best;
+            {
+                std::lock_guard<std::mutex> lock(sh_.mutex);
+                if (sh_.have_best) best = sh_.best_bits;
+            }
+            if (best.size() >= words_.size()) {
+                unpack_bits(best.data(), n_, x_.data());
+                reps_[at_[0]].load(x_.data());
+            }
+        }
+        stale_rounds_ = 0;
+    }
+
+    void anneal() {
+        for (uint64_t round = 0;; ++round) {
+            for (uint32_t k = 0; k < replicas_; ++k) {
+                FlipState<T> &s = reps_[at_[k]];
+                if (!sweep(s, beta_[k])) return;
+                if (s.energy < thread_best_) offer(s.x, s.energy);
+            }
+            exchange(round);
+            scratch_ = reps_[at_[0]];
+            ++descents_;
+            if (!descend(scratch_)) return;
+            offer(scratch_.x, scratch_.energy, false, true);
+            if (++stale_rounds_ > sched_.stagnation_rounds) restart();
+        }
+    }
+
+    const FlipModel<T> &fm_;
+    const coeff_t &c0_;
+    SearchShared &sh_;
+    HintBox &hints_;
+    uint64_t hint_seen_;
+    Rng rng_;
+    TemperingSchedule sched_;
+    uint32_t n_ = 0, replicas_ = 1;
+
+    std::vector<FlipState<T>> reps_;
+    std::vector<uint32_t> at_;   // at_[k]: the replica at temperature slot k, 0 the coldest
+    std::vector<double> beta_;   // inverse temperature of each slot
+    FlipState<T> scratch_;       // the quenched copy of the coldest replica
+
+    std::vector<uint8_t> x_;
+    std::vector<uint64_t> words_, hint_bits_;
+    std::vector<coeff_t> hint_ints_;
+    T thread_best_ = T(0);
+    ListGate gate_;
+    bool collect_equal_ = false, collect_optima_ = false;
+    uint64_t stale_rounds_ = 0, polls_ = 0;
+    uint64_t sweeps_ = 0, flips_ = 0, swap_tries_ = 0, swaps_ = 0, descents_ = 0, restarts_ = 0, hints_taken_ = 0;
+};
+
+}  // namespace
+
+template <class T>
+void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
+                   uint64_t hint_seen, uint32_t threads, uint64_t seed, TemperingStats &stats,
+                   const TemperingSchedule &schedule) {
+    run_search_threads(shared, threads, [&](uint32_t t) {
+        TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, thread_seed(seed, t), schedule);
+        worker.run(stats);
+    });
+}
+
+template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,
+                                     uint64_t, uint32_t, uint64_t, TemperingStats &, const TemperingSchedule &);
+template void run_tempering<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &, HintBox &,
+                                     uint64_t, uint32_t, uint64_t, TemperingStats &, const TemperingSchedule &);
+
+}  // namespace vexa::mod

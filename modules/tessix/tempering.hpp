@@ -1,0 +1,59 @@
+// Parallel tempering with replica exchange on binary models, in number type
+// T (int64_t on models proven to fit, coeff_t otherwise).
+//
+// Each thread keeps a ladder of R replicas, one per temperature, the
+// temperatures geometric between a hot end (the mean one-flip change at a
+// random state) and a cold end (a fraction of the small uphill changes
+// left at a local minimum). A round sweeps every replica once with
+// Metropolis moves on the exact incremental gains (a flip costs the
+// variable's adjacency and constraint occurrences), then offers exchanges
+// between neighbouring temperatures, and quenches a copy of the coldest
+// replica by greedy descent to record the local minimum below it. A ladder
+// that finds nothing new for a long time restarts from random states, one
+// replica from the shared best. Threads share only the best state, the
+// solution list, the stop flag and the hints.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "flip_model.hpp"
+#include "hint_box.hpp"
+#include "search_shared.hpp"
+
+namespace vexa::mod {
+
+struct TemperingStats {
+    std::atomic<uint64_t> sweeps{0};       // replica sweeps (n move attempts each)
+    std::atomic<uint64_t> flips{0};        // accepted moves
+    std::atomic<uint64_t> swap_tries{0};
+    std::atomic<uint64_t> swaps{0};        // accepted exchanges
+    std::atomic<uint64_t> descents{0};     // quenches of the coldest replica
+    std::atomic<uint64_t> restarts{0};     // ladder restarts after stagnation
+    std::atomic<uint64_t> hints_taken{0};  // hints loaded into a ladder
+    std::atomic<uint32_t> replicas{0};
+};
+
+// Settings shared by every model; nothing depends on the instance beyond
+// its size and its gains.
+struct TemperingSchedule {
+    double hot_factor = 0.7;     // hot temperature = this * mean |gain| at a random state
+    double cold_divisor = 12.0;  // cold temperature = small uphill gain at a local minimum / this
+    uint32_t min_replicas = 8;
+    uint32_t max_replicas = 32;
+    uint64_t stagnation_rounds = 4000;  // rounds without a new ladder best before a restart
+};
+
+template <class T>
+void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
+                   uint64_t hint_seen, uint32_t threads, uint64_t seed, TemperingStats &stats,
+                   const TemperingSchedule &schedule = {});
+
+extern template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
+                                            HintBox &, uint64_t, uint32_t, uint64_t, TemperingStats &,
+                                            const TemperingSchedule &);
+extern template void run_tempering<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &,
+                                            HintBox &, uint64_t, uint32_t, uint64_t, TemperingStats &,
+                                            const TemperingSchedule &);
+
+}  // namespace vexa::mod
