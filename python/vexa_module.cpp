@@ -937,7 +937,42 @@ vexa::Expr constraint_body(py::handle f) {
 
 PYBIND11_MODULE(vexa, m) {
     using namespace pybind11::literals;
-    m.doc() = "Exact QUBO models: variables, quadratic expressions with integer coefficients, constraints, solvers.";
+    m.doc() = R"(Exact QUBO models: binary variables, quadratic expressions with integer
+coefficients of any size, constraints, NumPy arrays and solvers.
+
+Building models
+  Model.from_arrays(coeffs, rows, cols, constant=0, n=None) is the way in for
+  big models: the sum of coeffs[k] * x[rows[k]] * x[cols[k]] (x[i] alone where
+  rows[k] == cols[k]) over fresh variables x[0..n), made in one bulk call from
+  NumPy arrays (coefficients int64, uint64 or object arrays of Python ints).
+  Model.from_qubo({(i, j): w}) does the same from a dict; Model(expr) freezes
+  an expression.
+  Var("x") and var_array("q", (4, 4)) (a vexa.Array, NumPy's object array)
+  make variables; + - * ** // work with Python ints and NumPy integers, ~x is
+  1 - x, and vexa.sum(items) adds in linear time (the builtin sum copies at
+  each step). x @ Q, Q @ x and einsum("ij,j->i", Q, x) contract arrays of
+  variables and expressions with integer matrices inside the library, in one
+  call; a float matrix raises TypeError.
+  IntVar("n", lo, hi) is an integer encoded in binary variables and an
+  expression; NativeIntVar("m", lo, hi) is an integer the solver searches
+  natively. f == c, f <= c, f >= c and between(lo, f, hi) are constraints: in
+  an expression, their penalty; cons(c) declares one for the solver. abs(f, k)
+  and relu(f, k) are soft costs.
+
+Solving and reading results
+  solve(model, "nimba" or "exhaustive", time_limit, seed, threads, target,
+  topk) returns a Result: .energy (an int), r[x] for a variable, an encoded
+  integer or an expression, .sample (name -> value), .info, .tts, .topk,
+  r.values(array) (int64, or object arrays of ints beyond 64 bits),
+  r.to_numpy() (0/1 of x[0..n) of a bulk model) and r.report(expr), one dict
+  per constraint.
+
+Errors and threads
+  What the library would refuse by ending the process (a product above degree
+  2, a variable the model lacks, a bad setting, shapes that do not fit) raises
+  ValueError, TypeError or KeyError. Searches, contractions and big builds
+  release the GIL: Solver(model).stop() ends a search from another thread, and
+  Ctrl-C ends one with KeyboardInterrupt whose .result holds the best found.)";
 
     py::class_<vexa::Expr> expr(m, "Expr", "A polynomial of degree at most 2 with exact integer coefficients.");
 
