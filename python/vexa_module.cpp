@@ -759,8 +759,9 @@ py::object matmul(py::handle a, py::handle b) {
 }
 
 // The values of an array of variables, expressions and ints on a solution,
-// in the array's shape. Variables (and terms) that the model does not hold
-// read as 0; integer variables that it does not hold are refused.
+// in the array's shape. A variable that the model does not hold reads as 0
+// (its negation as 1), and in an expression a term over one counts as 0; an
+// integer variable that the model does not hold is refused.
 py::array sol_values(const vexa::Sol &s, py::handle arg) {
     const py::array a = c_order(arg);
     if (a.dtype().kind() != 'O') throw py::type_error("vexa: values takes an array of variables or expressions");
@@ -1244,8 +1245,9 @@ Errors and threads
              "from_qubo or from_arrays, else of the model's variables in order.")
         .def("values", [](const PyResult &r, py::handle a) { return sol_values(r.result, a); }, "array"_a,
              "The values of an array (or list) of variables, expressions and ints on this solution, in its shape: "
-             "int64 where every value fits, else an object array of Python ints. Variables the model does not "
-             "hold read as 0; a native integer variable it does not hold raises KeyError.")
+             "int64 where every value fits, else an object array of Python ints. A variable the model does not "
+             "hold reads as 0 (its negation as 1), a term over one in an expression as 0; a native integer "
+             "variable the model does not hold raises KeyError.")
         .def("report", [](const PyResult &r, const vexa::Expr &e) {
             py::list rows;
             for (const vexa::ConstraintRow &row : vexa::report(e, r.result)) {

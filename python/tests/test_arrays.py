@@ -182,10 +182,12 @@ class TestValues:
         assert got.tolist() == [[1, 0, 5], [4, 6, 12]]
         big = r.values(vexa.asarray([2 ** 80 * x, x - 2 ** 70]))
         assert big.dtype == object and big.tolist() == [2 ** 80, 1 - 2 ** 70]
-        # A variable the model does not hold reads as 0, in an array of
-        # variables and in an expression alike.
+        # A variable the model does not hold reads as 0 (its negation as 1),
+        # alone or beside other kinds of elements; in an expression its terms
+        # count as 0.
         outside = vexa.Var("vm_outside")
-        assert r.values([outside, x]).tolist() == [0, 1]
+        assert r.values([outside, ~outside, x]).tolist() == [0, 1, 1]
+        assert r.values([outside, ~outside, 2 * x]).tolist() == [0, 1, 2]
         assert r.values([outside + x]).tolist() == [1]
 
     def test_refused_arrays(self):
