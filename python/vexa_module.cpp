@@ -160,6 +160,12 @@ auto maybe_without_gil(const vexa::Expr &a, F &&f) {
     return f();
 }
 
+template <class F>
+auto without_gil(F &&f) {
+    py::gil_scoped_release nogil;
+    return f();
+}
+
 uint32_t degree_of(const vexa::Var &) { return 1; }
 uint32_t degree_of(const vexa::Int &) { return 0; }
 
@@ -259,18 +265,28 @@ std::vector<uint64_t> shape_of(py::handle shape) {
     return out;
 }
 
+// vexa.Array: the NumPy subclass of object arrays whose @ contracts in the
+// library. Made at import; the module holds the reference.
+py::handle vexa_array_type;
+
+// A vexa.Array of the given shape whose element i is item(i), a new reference.
+template <class F>
+py::object object_array(const std::vector<py::ssize_t> &dims, F &&item) {
+    py::array out(py::dtype("O"), dims);
+    auto *data = static_cast<PyObject **>(out.mutable_data());
+    for (py::ssize_t i = 0; i < out.size(); ++i) {
+        PyObject *old = data[i];  // NumPy fills a new object array with None
+        data[i] = item(static_cast<uint64_t>(i)).release().ptr();
+        Py_XDECREF(old);
+    }
+    return out.attr("view")(vexa_array_type);
+}
+
 py::object var_array(const std::string &name, py::handle shape_arg) {
     const std::vector<uint64_t> shape = shape_of(shape_arg);
     const vexa::Vars vars(name, shape);
-    std::vector<py::ssize_t> dims(shape.begin(), shape.end());
-    py::array out(py::dtype("O"), dims);
-    auto *data = static_cast<PyObject **>(out.mutable_data());
-    for (uint64_t i = 0; i < vars.size(); ++i) {
-        PyObject *old = data[i];  // NumPy fills a new object array with None
-        data[i] = py::cast(vars[i]).release().ptr();
-        Py_XDECREF(old);
-    }
-    return out;
+    return object_array(std::vector<py::ssize_t>(shape.begin(), shape.end()),
+                        [&](uint64_t i) { return py::cast(vars[i]); });
 }
 
 // ---------------------------------------------------------------------------
@@ -292,19 +308,33 @@ PyModel model_of(const vexa::Expr &e) {
     return PyModel{vexa::Model(simple), std::nullopt};
 }
 
-// Coefficients of a NumPy array as records: int64 through one magnitude
-// array, object arrays of Python ints through Int values.
+// A NumPy array with its elements in row-major order (no copy when they
+// already are); rank and shape are kept.
+py::array c_order(py::handle a) {
+    using namespace pybind11::literals;
+    return py::module_::import("numpy").attr("asarray")(a, "order"_a = "C");
+}
+
+// Integers of a NumPy array, in row-major order, as coefficient records that
+// stay valid while the struct lives: signed and unsigned integer dtypes
+// through one magnitude per element, object arrays of Python ints through
+// Int values.
 struct CoeffRecords {
     std::vector<vexa_bigint> recs;
     std::vector<uint64_t> mags;
     std::vector<vexa::Int> ints;
 };
 
-CoeffRecords coeff_records(py::array coeffs) {
+CoeffRecords coeff_records(py::handle values) {
+    const py::array coeffs = c_order(values);
+    const char kind = coeffs.dtype().kind();
+    if (kind != 'O' && kind != 'i' && kind != 'u') {
+        throw py::type_error("vexa: coefficients must be an integer array (int64) or an object array of ints");
+    }
     CoeffRecords out;
     const py::ssize_t n = coeffs.size();
     out.recs.resize(static_cast<std::size_t>(n));
-    if (coeffs.dtype().kind() == 'O') {
+    if (kind == 'O') {
         auto *data = static_cast<PyObject *const *>(coeffs.data());
         out.ints.reserve(static_cast<std::size_t>(n));
         for (py::ssize_t i = 0; i < n; ++i) {
@@ -315,19 +345,24 @@ CoeffRecords coeff_records(py::array coeffs) {
         for (py::ssize_t i = 0; i < n; ++i) out.recs[i] = out.ints[i].record();
         return out;
     }
-    if (coeffs.dtype().kind() != 'i' && coeffs.dtype().kind() != 'u') {
-        throw py::type_error("vexa: coefficients must be an integer array (int64) or an object array of ints");
+    out.mags.resize(static_cast<std::size_t>(n));
+    if (kind == 'u') {  // read as uint64, so that values above 2^63 keep their magnitude
+        const py::array_t<uint64_t, py::array::c_style | py::array::forcecast> c64(coeffs);
+        const uint64_t *c = c64.data();
+        py::gil_scoped_release nogil;
+        for (py::ssize_t i = 0; i < n; ++i) {
+            out.mags[i] = c[i];
+            out.recs[i] = vexa_bigint{c[i] != 0 ? 1 : 0, c[i] != 0 ? 1u : 0u, &out.mags[i]};
+        }
+        return out;
     }
     const py::array_t<int64_t, py::array::c_style | py::array::forcecast> c64(coeffs);
     const int64_t *c = c64.data();
-    out.mags.resize(static_cast<std::size_t>(n));
-    {
-        py::gil_scoped_release nogil;
-        for (py::ssize_t i = 0; i < n; ++i) {
-            const int64_t v = c[i];
-            out.mags[i] = v < 0 ? uint64_t{0} - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
-            out.recs[i] = vexa_bigint{v < 0 ? -1 : (v > 0 ? 1 : 0), v != 0 ? 1u : 0u, &out.mags[i]};
-        }
+    py::gil_scoped_release nogil;
+    for (py::ssize_t i = 0; i < n; ++i) {
+        const int64_t v = c[i];
+        out.mags[i] = v < 0 ? uint64_t{0} - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
+        out.recs[i] = vexa_bigint{v < 0 ? -1 : (v > 0 ? 1 : 0), v != 0 ? 1u : 0u, &out.mags[i]};
     }
     return out;
 }
@@ -421,6 +456,17 @@ struct PyResult {
     std::shared_ptr<PyModel> model;
 };
 
+// The value of an expression over binary variables on a solution; terms
+// with a variable the model does not hold count as 0.
+vexa::Int eval_on(const vexa::Sol &s, const vexa::Expr &e) {
+    if (e.has_int_atom()) throw py::value_error("vexa: only expressions over binary variables are evaluated here");
+    if (e.is_declared()) {
+        throw py::value_error("vexa: an expression with declared constraints is not evaluated on a solution; "
+                              "use report() for its constraints");
+    }
+    return s.eval(e);
+}
+
 py::object sol_get(const vexa::Sol &s, py::handle key) {
     if (py::isinstance<vexa::Var>(key)) {
         const auto &v = key.cast<const vexa::Var &>();
@@ -437,11 +483,7 @@ py::object sol_get(const vexa::Sol &s, py::handle key) {
         if (!s.has(n)) throw py::key_error("vexa: encoded integer " + n.str() + " is not in the model");
         return int_to_py(s.get(n));
     }
-    if (py::isinstance<vexa::Expr>(key)) {
-        const auto &e = key.cast<const vexa::Expr &>();
-        if (e.has_int_atom()) throw py::value_error("vexa: only expressions over binary variables are evaluated here");
-        return int_to_py(s.eval(e));
-    }
+    if (py::isinstance<vexa::Expr>(key)) return int_to_py(eval_on(s, key.cast<const vexa::Expr &>()));
     throw py::type_error("vexa: a solution is indexed by a variable, an encoded integer or an expression");
 }
 
@@ -498,6 +540,284 @@ py::object info_value(const std::string &text) {
         }
     }
     return py::str(text);
+}
+
+// ---------------------------------------------------------------------------
+// NumPy arrays as the library's arrays: the operands of einsum and @, and the
+// values of arrays on a solution.
+// ---------------------------------------------------------------------------
+vexa::Shape array_shape(const py::array &a) {
+    vexa::Shape shape;
+    for (py::ssize_t k = 0; k < a.ndim(); ++k) shape.push_back(static_cast<uint64_t>(a.shape(k)));
+    return shape;
+}
+
+std::vector<py::ssize_t> numpy_dims(const vexa::Shape &shape) { return {shape.begin(), shape.end()}; }
+
+// Integers as a NumPy array of the given shape: int64 when every value fits,
+// else an object array of Python ints.
+py::array ints_to_numpy(const std::vector<vexa::Int> &values, const vexa::Shape &shape) {
+    const bool small = std::all_of(values.begin(), values.end(), [](const vexa::Int &v) { return v.fits_int64(); });
+    if (small) {
+        py::array_t<int64_t> out(numpy_dims(shape));
+        int64_t *dst = out.mutable_data();
+        for (std::size_t i = 0; i < values.size(); ++i) dst[i] = values[i].to_int64();
+        return out;
+    }
+    py::array out(py::dtype("O"), numpy_dims(shape));
+    auto *data = static_cast<PyObject **>(out.mutable_data());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        PyObject *old = data[i];
+        data[i] = int_to_py(values[i]).release().ptr();
+        Py_XDECREF(old);
+    }
+    return out;
+}
+
+// One operand of a contraction as a library array, with the highest degree
+// of its elements.
+using AnyArray = std::variant<vexa::Array<vexa::Var>, vexa::Array<vexa::Int>, vexa::Array<vexa::Expr>>;
+
+template <class T>
+uint32_t type_tag(const vexa::Array<T> &) {
+    return vexa::hpp_detail::family_t<T>::tag;
+}
+
+struct Operand {
+    AnyArray array;
+    uint32_t degree;
+
+    vexa::Shape shape() const {
+        return std::visit([](const auto &a) { return a.shape(); }, array);
+    }
+    uint64_t size() const {
+        return std::visit([](const auto &a) { return a.size(); }, array);
+    }
+    uint32_t tag() const {
+        return std::visit([](const auto &a) { return type_tag(a); }, array);
+    }
+    const void *handle() const {
+        return std::visit([](const auto &a) { return static_cast<const void *>(a.handle()); }, array);
+    }
+};
+
+std::string operand_type_error(std::size_t k, const std::string &got) {
+    return "vexa: operand " + std::to_string(k) + " is " + got +
+           "; integer arrays (int64, or object arrays of ints) and arrays of variables or expressions are accepted";
+}
+
+// Operand k as a library array: integer dtypes and object arrays of ints as
+// Int arrays, object arrays of variables as Var arrays, any other mix of
+// variables, expressions and ints as Expr arrays. Other dtypes (float, str)
+// and other elements are refused.
+Operand read_operand(py::handle h, std::size_t k) {
+    const py::array a = c_order(h);
+    const vexa::Shape shape = array_shape(a);
+    const char kind = a.dtype().kind();
+    const auto int_array = [&] {
+        const CoeffRecords recs = coeff_records(a);
+        return Operand{vexa::Array<vexa::Int>::adopt(without_gil(
+                           [&] { return vexa_array_int_create_data(recs.recs.data(), shape.data(), shape.size()); })),
+                       0};
+    };
+    if (kind == 'i' || kind == 'u') return int_array();
+    if (kind != 'O') throw py::type_error(operand_type_error(k, "of dtype " + std::string(py::str(a.dtype()))));
+
+    const py::ssize_t n = a.size();
+    auto *items = static_cast<PyObject *const *>(a.data());
+    bool all_vars = true, all_ints = true;
+    for (py::ssize_t i = 0; i < n; ++i) {
+        const py::handle e(items[i]);
+        if (py::isinstance<vexa::Var>(e)) {
+            all_ints = false;
+        } else if (is_py_integer(e)) {
+            all_vars = false;
+        } else if (is_operand(e)) {
+            all_vars = all_ints = false;
+        } else {
+            throw py::type_error(operand_type_error(
+                k, "an array holding a " + std::string(py::str(e.get_type().attr("__name__"))) + " at flat index " +
+                       std::to_string(i)));
+        }
+    }
+    // An empty object array reads as variables, so that its contractions
+    // are expressions, as they are for a non-empty one.
+    if (all_ints && n > 0) return int_array();
+    if (all_vars) {
+        std::vector<uint32_t> codes(static_cast<std::size_t>(n));
+        for (py::ssize_t i = 0; i < n; ++i) codes[i] = py::handle(items[i]).cast<const vexa::Var &>().code();
+        return Operand{vexa::Array<vexa::Var>::adopt(without_gil(
+                           [&] { return vexa_array_var_create_data(codes.data(), shape.data(), shape.size()); })),
+                       n > 0 ? 1u : 0u};
+    }
+    // Expressions are passed by their handles; the others become expressions
+    // held here for the duration of the copy.
+    std::vector<vexa::Expr> made;
+    made.reserve(static_cast<std::size_t>(n));
+    std::vector<const ExprImpl *> ptrs(static_cast<std::size_t>(n));
+    uint32_t degree = 0;
+    for (py::ssize_t i = 0; i < n; ++i) {
+        const py::handle e(items[i]);
+        const vexa::Expr *x = nullptr;
+        if (py::isinstance<vexa::Expr>(e)) {
+            x = &e.cast<const vexa::Expr &>();
+        } else {
+            made.push_back(to_expr(e));
+            x = &made.back();
+        }
+        ptrs[i] = x->handle();
+        degree = std::max(degree, x->max_degree());
+    }
+    return Operand{vexa::Array<vexa::Expr>::adopt(without_gil(
+                       [&] { return vexa_array_expr_create_data(ptrs.data(), shape.data(), shape.size()); })),
+                   degree};
+}
+
+// The contraction of the operands under the subscript, in one library call
+// without the GIL. All-integer operands give integers (a NumPy array, or a
+// Python int for a scalar output), the others expressions (a vexa.Array, or
+// one Expr for a scalar output).
+py::object contract(const std::string &sub, const std::vector<Operand> &ops) {
+    if (ops.empty()) throw py::value_error("vexa: einsum needs at least one operand");
+    std::vector<vexa::Shape> shapes;
+    std::vector<uint32_t> tags;
+    std::vector<const void *> handles;
+    uint32_t degree = 0;
+    std::string degrees;
+    bool all_int = true, empty = false;
+    for (const Operand &op : ops) {
+        shapes.push_back(op.shape());
+        tags.push_back(op.tag());
+        handles.push_back(op.handle());
+        degree += op.degree;
+        degrees += (degrees.empty() ? "" : " + ") + std::to_string(op.degree);
+        all_int = all_int && op.tag() == VEXA_ARRAY_TAG_INT;
+        empty = empty || op.size() == 0;
+    }
+    // Subscript and shapes are checked by the C++ front end's own rule
+    // (std::invalid_argument, raised as ValueError).
+    const std::size_t rank = vexa::hpp_detail::einsum_check(sub, shapes);
+    // Each product takes one element of every operand, so its degree is at
+    // most the sum of the operands' highest degrees; with an empty operand
+    // there is no product at all.
+    if (degree > 2 && !empty) {
+        throw py::value_error("vexa::einsum: the operands' degrees add up to " + std::to_string(degree) + " (" +
+                              degrees + ") in subscript \"" + sub + "\"; terms hold at most 2 variables");
+    }
+    void *out = without_gil([&] {
+        return vexa_einsum(sub.c_str(), static_cast<int>(ops.size()), tags.data(), handles.data(), all_int ? 0u : 1u,
+                           rank);
+    });
+    if (all_int) {
+        const auto result = vexa::Array<vexa::Int>::adopt(static_cast<vexa_int_array *>(out));
+        std::vector<vexa::Int> values;
+        values.reserve(result.size());
+        for (uint64_t i = 0; i < result.size(); ++i) {
+            values.push_back(vexa::hpp_detail::fam_int::get(result.handle(), i));  // by flat index
+        }
+        if (rank == 0) return int_to_py(values[0]);
+        return ints_to_numpy(values, result.shape());
+    }
+    const auto result = vexa::Array<vexa::Expr>::adopt(static_cast<vexa_expr_array *>(out));
+    std::vector<vexa::Expr> items;
+    items.reserve(result.size());
+    without_gil([&] {
+        for (uint64_t i = 0; i < result.size(); ++i) {
+            items.push_back(vexa::Expr::adopt(vexa_array_expr_get(result.handle(), i)));
+        }
+    });
+    if (rank == 0) return py::cast(std::move(items[0]));
+    return object_array(numpy_dims(result.shape()), [&](uint64_t i) { return py::cast(std::move(items[i])); });
+}
+
+py::object einsum(const std::string &sub, py::args operands) {
+    std::vector<Operand> ops;
+    ops.reserve(operands.size());
+    for (std::size_t k = 0; k < operands.size(); ++k) ops.push_back(read_operand(operands[k], k));
+    return contract(sub, ops);
+}
+
+// a @ b for arrays of one or two axes, as the contraction that NumPy's
+// matmul would compute: "ij,jk->ik", "j,jk->k", "ij,j->i" or "j,j->".
+py::object matmul(py::handle a, py::handle b) {
+    const auto arrayish = [](py::handle h) {
+        return py::isinstance<py::array>(h) || py::isinstance<py::list>(h) || py::isinstance<py::tuple>(h);
+    };
+    if (!arrayish(a) || !arrayish(b)) return py::reinterpret_borrow<py::object>(Py_NotImplemented);
+    std::vector<Operand> ops;
+    ops.push_back(read_operand(a, 0));
+    ops.push_back(read_operand(b, 1));
+    const std::size_t ra = ops[0].shape().size(), rb = ops[1].shape().size();
+    if (ra == 0 || ra > 2 || rb == 0 || rb > 2) {
+        throw py::value_error("vexa: @ takes arrays of one or two axes (got " +
+                              vexa::hpp_detail::shape_text(ops[0].shape()) + " @ " +
+                              vexa::hpp_detail::shape_text(ops[1].shape()) + "); einsum contracts any others");
+    }
+    const std::string left = ra == 2 ? "ij" : "j", right = rb == 2 ? "jk" : "j";
+    const std::string out = std::string(ra == 2 ? "i" : "") + (rb == 2 ? "k" : "");
+    return contract(left + "," + right + "->" + out, ops);
+}
+
+// The values of an array of variables, expressions and ints on a solution,
+// in the array's shape. A variable that the model does not hold reads as 0
+// (its negation as 1), and in an expression a term over one counts as 0; an
+// integer variable that the model does not hold is refused.
+py::array sol_values(const vexa::Sol &s, py::handle arg) {
+    const py::array a = c_order(arg);
+    if (a.dtype().kind() != 'O') throw py::type_error("vexa: values takes an array of variables or expressions");
+    const vexa::Shape shape = array_shape(a);
+    const py::ssize_t n = a.size();
+    auto *items = static_cast<PyObject *const *>(a.data());
+    std::vector<vexa::Int> values(static_cast<std::size_t>(n));
+    std::vector<uint32_t> codes;  // the variables, read in one call
+    std::vector<std::size_t> at;
+    for (py::ssize_t i = 0; i < n; ++i) {
+        const py::handle e(items[i]);
+        if (py::isinstance<vexa::Var>(e)) {
+            codes.push_back(e.cast<const vexa::Var &>().code());
+            at.push_back(static_cast<std::size_t>(i));
+        } else if (py::isinstance<vexa::NativeIntVar>(e)) {
+            values[i] = sol_get(s, e).cast<vexa::Int>();
+        } else if (is_py_integer(e)) {
+            values[i] = e.cast<vexa::Int>();
+        } else if (is_operand(e)) {
+            values[i] = eval_on(s, to_expr(e));
+        } else {
+            throw py::type_error("vexa: values takes an array of variables or expressions (got a " +
+                                 std::string(py::str(e.get_type().attr("__name__"))) + " at flat index " +
+                                 std::to_string(i) + ")");
+        }
+    }
+    if (!codes.empty()) {
+        const vexa::Shape flat{codes.size()};
+        const auto vars = vexa::Array<vexa::Var>::adopt(vexa_array_var_create_data(codes.data(), flat.data(), 1));
+        const vexa::Array<vexa::Int> bits = vexa::values(s, vars);
+        for (std::size_t j = 0; j < codes.size(); ++j) values[at[j]] = bits(j);
+    }
+    return ints_to_numpy(values, shape);
+}
+
+// Makes the class vexa.Array: NumPy's object arrays with @ (either side, so
+// that an integer matrix on the left works too) computed by the library.
+py::object make_array_type(py::module_ &m) {
+    using namespace pybind11::literals;
+    const py::object ndarray = py::module_::import("numpy").attr("ndarray");
+    py::object cls = py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject *>(&PyType_Type))(
+        "Array", py::make_tuple(ndarray),
+        py::dict("__module__"_a = m.attr("__name__"),
+                 "__doc__"_a = "A NumPy object array of variables or expressions (what var_array and einsum give).\n\n"
+                               "a @ b with an integer matrix or another such array is contracted by the library in "
+                               "one call (1-d and 2-d operands); every other operation is NumPy's. Any object "
+                               "array becomes one with vexa.asarray."));
+    cls.attr("__matmul__") = py::cpp_function([](py::handle a, py::handle b) { return matmul(a, b); },
+                                              py::name("__matmul__"), py::is_method(cls));
+    cls.attr("__rmatmul__") = py::cpp_function([](py::handle a, py::handle b) { return matmul(b, a); },
+                                               py::name("__rmatmul__"), py::is_method(cls));
+    // a @= b rebinds a to a @ b (NumPy's in-place form would write into a).
+    cls.attr("__imatmul__") = py::cpp_function(
+        [](py::handle, py::handle) { return py::reinterpret_borrow<py::object>(Py_NotImplemented); },
+        py::name("__imatmul__"), py::is_method(cls));
+    return cls;
 }
 
 // ---------------------------------------------------------------------------
@@ -618,7 +938,42 @@ vexa::Expr constraint_body(py::handle f) {
 
 PYBIND11_MODULE(vexa, m) {
     using namespace pybind11::literals;
-    m.doc() = "Exact QUBO models: variables, quadratic expressions with integer coefficients, constraints, solvers.";
+    m.doc() = R"(Exact QUBO models: binary variables, quadratic expressions with integer
+coefficients of any size, constraints, NumPy arrays and solvers.
+
+Building models
+  Model.from_arrays(coeffs, rows, cols, constant=0, n=None) is the way in for
+  big models: the sum of coeffs[k] * x[rows[k]] * x[cols[k]] (x[i] alone where
+  rows[k] == cols[k]) over fresh variables x[0..n), made in one bulk call from
+  NumPy arrays (coefficients int64, uint64 or object arrays of Python ints).
+  Model.from_qubo({(i, j): w}) does the same from a dict; Model(expr) freezes
+  an expression.
+  Var("x") and var_array("q", (4, 4)) (a vexa.Array, NumPy's object array)
+  make variables; + - * ** // work with Python ints and NumPy integers, ~x is
+  1 - x, and vexa.sum(items) adds in linear time (the builtin sum copies at
+  each step). x @ Q, Q @ x and einsum("ij,j->i", Q, x) contract arrays of
+  variables and expressions with integer matrices inside the library, in one
+  call; a float matrix raises TypeError.
+  IntVar("n", lo, hi) is an integer encoded in binary variables and an
+  expression; NativeIntVar("m", lo, hi) is an integer the solver searches
+  natively. f == c, f <= c, f >= c and between(lo, f, hi) are constraints: in
+  an expression, their penalty; cons(c) declares one for the solver. abs(f, k)
+  and relu(f, k) are soft costs.
+
+Solving and reading results
+  solve(model, "nimba" or "exhaustive", time_limit, seed, threads, target,
+  topk) returns a Result: .energy (an int), r[x] for a variable, an encoded
+  integer or an expression, .sample (name -> value), .info, .tts, .topk,
+  r.values(array) (int64, or object arrays of ints beyond 64 bits),
+  r.to_numpy() (0/1 of x[0..n) of a bulk model) and r.report(expr), one dict
+  per constraint.
+
+Errors and threads
+  What the library would refuse by ending the process (a product above degree
+  2, a variable the model lacks, a bad setting, shapes that do not fit) raises
+  ValueError, TypeError or KeyError. Searches, contractions and big builds
+  release the GIL: Solver(model).stop() ends a search from another thread, and
+  Ctrl-C ends one with KeyboardInterrupt whose .result holds the best found.)";
 
     py::class_<vexa::Expr> expr(m, "Expr", "A polynomial of degree at most 2 with exact integer coefficients.");
 
@@ -812,8 +1167,23 @@ PYBIND11_MODULE(vexa, m) {
 
     m.def("sum", [](py::iterable items, py::handle start) { return sum_of(items, start); }, "items"_a,
           "start"_a = 0, "The sum of the items, built in place (linear time, unlike the builtin sum).");
+    const py::object array_type = make_array_type(m);
+    m.attr("Array") = array_type;
+    vexa_array_type = array_type;  // kept alive by the module
     m.def("var_array", &var_array, "name"_a, "shape"_a,
-          "A NumPy object array of fresh binary variables named name[i][j]...");
+          "A vexa.Array of fresh binary variables named name[i][j]...");
+    m.def("asarray", [](py::handle a) {
+        using namespace pybind11::literals;
+        return py::module_::import("numpy").attr("asarray")(a, "dtype"_a = "O").attr("view")(vexa_array_type);
+    }, "a"_a, "a (a list, or a NumPy array of variables and expressions) as a vexa.Array, sharing an object array's data.");
+    m.def("einsum", &einsum, "subscript"_a,
+          "einsum(subscript, *operands): the contraction of arrays of variables, expressions and integers, as "
+          "numpy.einsum writes it (\"ij,j->i\", \"i,ij,j->\"; no '...'), computed by the library in one call. "
+          "Operands are vexa.Arrays, object arrays or lists of variables, expressions and ints, or integer "
+          "ndarrays (int64, uint64, object arrays of ints of any size); a float dtype raises TypeError. The "
+          "result is a vexa.Array of expressions (each an unmerged sum of products), one Expr for a scalar "
+          "output, or, when every operand is integer, exact integers (int64 array where they fit, else object). "
+          "Shapes that do not fit the subscript, and products of degree above 2, raise ValueError.");
     m.def("simplify", [](py::handle e) { return vexa::simplify_as_binary(to_expr(e)); }, "expr"_a);
 
     py::class_<PyModel, std::shared_ptr<PyModel>>(m, "Model", "The frozen, flat form of an expression.")
@@ -850,7 +1220,9 @@ PYBIND11_MODULE(vexa, m) {
         .def("__getitem__", [](const PySol &s, py::handle k) { return sol_get(s.sol, k); })
         .def_property_readonly("sample", [](const PySol &s) { return sol_sample(s.sol); })
         .def("to_numpy", [](const PySol &s, py::object vars) { return sol_to_numpy(s.sol, *s.model, vars); },
-             "vars"_a = py::none());
+             "vars"_a = py::none())
+        .def("values", [](const PySol &s, py::handle a) { return sol_values(s.sol, a); }, "array"_a,
+             "The values of an array of variables and expressions, as Result.values.");
 
     py::class_<PyResult>(m, "Result", "The best solution of a search, with the search's information.")
         .def_property_readonly("energy", [](const PyResult &r) { return r.result.energy(); })
@@ -871,6 +1243,11 @@ PYBIND11_MODULE(vexa, m) {
              "vars"_a = py::none(),
              "0/1 values: of the given array of variables (same shape), else of x[0..n) of a model made by "
              "from_qubo or from_arrays, else of the model's variables in order.")
+        .def("values", [](const PyResult &r, py::handle a) { return sol_values(r.result, a); }, "array"_a,
+             "The values of an array (or list) of variables, expressions and ints on this solution, in its shape: "
+             "int64 where every value fits, else an object array of Python ints. A variable the model does not "
+             "hold reads as 0 (its negation as 1), a term over one in an expression as 0; a native integer "
+             "variable the model does not hold raises KeyError.")
         .def("report", [](const PyResult &r, const vexa::Expr &e) {
             py::list rows;
             for (const vexa::ConstraintRow &row : vexa::report(e, r.result)) {
