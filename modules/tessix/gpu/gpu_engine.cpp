@@ -33,11 +33,27 @@ constexpr double kKickMax = 0.3;
 }  // namespace
 
 bool Backend::prepare(const mod::ModelArrays &arrays, bool use_device) {
-    if (prepared) return build.ok;
-    prepared = true;
-    build = build_compact_model(arrays);
-    if (build.ok && use_device) session = device_session_open(build.model.view());
+    if (!prepared) {
+        build = build_compact_model(arrays);
+        prepared = true;
+    }
+    if (build.ok && use_device && !device_tried) {
+        session = device_session_open(build.model.view());
+        device_tried = true;
+    }
     return build.ok;
+}
+
+void Backend::invalidate() {
+    prepared = false;
+    device_tried = false;
+    device_session_close(session);
+    session = nullptr;
+}
+
+void refuse_binary_model(const std::string &reason) {
+    fatal(kTag, "the GPU search takes only models whose energies fit in 64-bit integers and whose "
+                "constraint bodies are linear (this one has " + reason + "); use gpu_mode 0.");
 }
 
 void Backend::run(const ReplicaJob &job, int64_t *states, int64_t *energies, uint32_t host_threads,
@@ -74,10 +90,7 @@ void fill_tessix_solution(TessixSolution *out, const coeff_t &energy, const std:
 
 BinaryOutcome binary_search(BinaryHandle &h, const mod::SearchParams &p, vexa_module_callback callback) {
     const mod::Stopwatch clock;
-    if (!h.backend.prepare(h.arrays, true)) {
-        fatal(kTag, "the GPU search takes only models whose energies fit in 64-bit integers and whose "
-                    "constraint bodies are linear (this one has " + h.backend.build.reason + "); use gpu_mode 0.");
-    }
+    if (!h.backend.prepare(h.arrays, true)) refuse_binary_model(h.backend.build.reason);
     const CompactModel &m = h.backend.build.model;
     const CompactView view = m.view();
     const uint32_t n = m.n;

@@ -26,13 +26,17 @@ inline constexpr std::string_view kTag = "TessixSolver";
 // Where the batches of a handle run.
 struct Backend {
     bool prepared = false;
+    bool device_tried = false;
     CompactBuild build;
     DeviceSession *session = nullptr;  // null: host threads
 
     ~Backend() { device_session_close(session); }
-    // Builds the compact model and opens the device on first use; false with
-    // build.reason set when the model cannot be searched in 64-bit words.
+    // Builds the compact model on first use and, with `use_device`, opens the
+    // device once; false with build.reason set when the model cannot be
+    // searched in 64-bit words.
     bool prepare(const mod::ModelArrays &arrays, bool use_device);
+    // The arrays changed (a constraint arrived): build again at next use.
+    void invalidate();
     // Runs one batch; falls back to the host for good after a device error.
     void run(const ReplicaJob &job, int64_t *states, int64_t *energies, uint32_t host_threads,
              const volatile uint8_t *stop);
@@ -47,6 +51,9 @@ inline constexpr double kBatchSeconds = 0.02;
 uint32_t adapt_sweeps(uint32_t sweeps, double batch_seconds);
 
 // ---- GPU binary family ----
+
+// Aborts with the reason why the GPU search cannot take a model.
+[[noreturn]] void refuse_binary_model(const std::string &reason);
 
 struct BinaryHandle {
     void *wrapper = nullptr;

@@ -33,6 +33,10 @@ struct ReplicaView {
     int64_t energy = 0;        // E - c0
 };
 
+// Offset of entry i of a replica's array (64-bit: the variables times the
+// replicas of a large device batch may pass 2^32).
+VEXA_HD uint64_t at(uint32_t i, uint32_t stride) { return static_cast<uint64_t>(i) * stride; }
+
 // Ranges below this are searched by redrawing the value.
 constexpr int64_t kDenseRange = 16;
 
@@ -79,38 +83,38 @@ VEXA_HD uint32_t step_count(int64_t range) {
 VEXA_HD void replica_load(const CompactView &m, ReplicaView &r) {
     const uint32_t st = r.stride;
     int64_t e = 0;
-    for (uint32_t c = 0; c < m.n_cons; ++c) r.body[c * st] = m.c_b0[c];
+    for (uint32_t c = 0; c < m.n_cons; ++c) r.body[at(c, st)] = m.c_b0[c];
     for (uint32_t i = 0; i < m.n; ++i) {
-        const int64_t xi = r.x[i * st];
+        const int64_t xi = r.x[at(i, st)];
         int64_t f = m.h[i];
         for (uint64_t k = m.adj_start[i]; k < m.adj_start[i + 1]; ++k) {
             const uint32_t j = m.adj_var[k];
-            const int64_t xj = r.x[j * st];
+            const int64_t xj = r.x[at(j, st)];
             f += m.adj_w[k] * xj;
             // Each product once, from its smaller end.
             if (j > i) e += m.adj_w[k] * xi * xj;
         }
-        r.field[i * st] = f;
+        r.field[at(i, st)] = f;
         if (xi != 0) {
             e += m.h[i] * xi + m.sq[i] * xi * xi;
-            for (uint32_t o = m.occ_start[i]; o < m.occ_start[i + 1]; ++o) r.body[m.occ_cons[o] * st] += m.occ_a[o] * xi;
+            for (uint32_t o = m.occ_start[i]; o < m.occ_start[i + 1]; ++o) r.body[at(m.occ_cons[o], st)] += m.occ_a[o] * xi;
         }
     }
-    for (uint32_t c = 0; c < m.n_cons; ++c) e += compact_penalty(m, c, r.body[c * st]);
+    for (uint32_t c = 0; c < m.n_cons; ++c) e += compact_penalty(m, c, r.body[at(c, st)]);
     r.energy = e;
 }
 
 // The exact energy change of setting x_v to nv.
 VEXA_HD int64_t move_delta(const CompactView &m, const ReplicaView &r, uint32_t v, int64_t nv) {
     const uint32_t st = r.stride;
-    const int64_t old = r.x[v * st];
+    const int64_t old = r.x[at(v, st)];
     const int64_t d = nv - old;
     if (d == 0) return 0;
-    int64_t delta = d * r.field[v * st];
+    int64_t delta = d * r.field[at(v, st)];
     if (m.sq[v] != 0) delta += m.sq[v] * (nv * nv - old * old);
     for (uint32_t o = m.occ_start[v]; o < m.occ_start[v + 1]; ++o) {
         const uint32_t c = m.occ_cons[o];
-        const int64_t b = r.body[c * st];
+        const int64_t b = r.body[at(c, st)];
         delta += compact_penalty(m, c, b + m.occ_a[o] * d) - compact_penalty(m, c, b);
     }
     return delta;
@@ -119,10 +123,10 @@ VEXA_HD int64_t move_delta(const CompactView &m, const ReplicaView &r, uint32_t 
 // Sets x_v to nv, whose change `delta` came from move_delta.
 VEXA_HD void apply_move(const CompactView &m, ReplicaView &r, uint32_t v, int64_t nv, int64_t delta) {
     const uint32_t st = r.stride;
-    const int64_t d = nv - r.x[v * st];
-    r.x[v * st] = nv;
-    for (uint64_t k = m.adj_start[v]; k < m.adj_start[v + 1]; ++k) r.field[m.adj_var[k] * st] += m.adj_w[k] * d;
-    for (uint32_t o = m.occ_start[v]; o < m.occ_start[v + 1]; ++o) r.body[m.occ_cons[o] * st] += m.occ_a[o] * d;
+    const int64_t d = nv - r.x[at(v, st)];
+    r.x[at(v, st)] = nv;
+    for (uint64_t k = m.adj_start[v]; k < m.adj_start[v + 1]; ++k) r.field[at(m.adj_var[k], st)] += m.adj_w[k] * d;
+    for (uint32_t o = m.occ_start[v]; o < m.occ_start[v + 1]; ++o) r.body[at(m.occ_cons[o], st)] += m.occ_a[o] * d;
     r.energy += delta;
 }
 
@@ -151,7 +155,7 @@ VEXA_HD bool propose_move(const CompactView &m, uint32_t v, int64_t xv, CounterR
 VEXA_HD void random_values(const CompactView &m, ReplicaView &r, CounterRng &rng) {
     for (uint32_t i = 0; i < m.n; ++i) {
         const uint64_t span = static_cast<uint64_t>(m.upper[i] - m.lower[i]) + 1;
-        r.x[i * r.stride] = m.lower[i] + static_cast<int64_t>(rng.below(span));
+        r.x[at(i, r.stride)] = m.lower[i] + static_cast<int64_t>(rng.below(span));
     }
 }
 
@@ -160,7 +164,7 @@ VEXA_HD void kick(const CompactView &m, ReplicaView &r, CounterRng &rng, double 
     for (uint32_t v = 0; v < m.n; ++v) {
         if (rng.unit() >= p) continue;
         int64_t nv;
-        if (propose_move(m, v, r.x[v * r.stride], rng, nv)) apply_move(m, r, v, nv, move_delta(m, r, v, nv));
+        if (propose_move(m, v, r.x[at(v, r.stride)], rng, nv)) apply_move(m, r, v, nv, move_delta(m, r, v, nv));
     }
 }
 
@@ -171,7 +175,7 @@ VEXA_HD double probe_temperature(const CompactView &m, const ReplicaView &r, Cou
     for (uint32_t k = 0; k < tries && m.n > 0; ++k) {
         const uint32_t v = static_cast<uint32_t>(rng.below(m.n));
         int64_t nv;
-        if (!propose_move(m, v, r.x[v * r.stride], rng, nv)) continue;
+        if (!propose_move(m, v, r.x[at(v, r.stride)], rng, nv)) continue;
         const double d = ::fabs(static_cast<double>(move_delta(m, r, v, nv)));
         if (d > t) t = d;
     }
@@ -185,7 +189,7 @@ VEXA_HD uint32_t metropolis_sweep(const CompactView &m, ReplicaView &r, CounterR
     uint32_t accepted = 0;
     for (uint32_t v = 0; v < m.n; ++v) {
         int64_t nv;
-        if (!propose_move(m, v, r.x[v * r.stride], rng, nv)) continue;
+        if (!propose_move(m, v, r.x[at(v, r.stride)], rng, nv)) continue;
         const int64_t delta = move_delta(m, r, v, nv);
         bool take = delta <= 0;
         if (!take && t > 0.0) take = rng.unit() < ::exp(-static_cast<double>(delta) / t);
@@ -208,7 +212,7 @@ VEXA_HD bool descend(const CompactView &m, ReplicaView &r, uint32_t max_passes) 
         bool improved = false;
         for (uint32_t v = 0; v < m.n; ++v) {
             if (v < m.n_bin) {
-                const int64_t nv = 1 - r.x[v * st];
+                const int64_t nv = 1 - r.x[at(v, st)];
                 const int64_t delta = move_delta(m, r, v, nv);
                 if (delta < 0) {
                     apply_move(m, r, v, nv, delta);
@@ -219,7 +223,7 @@ VEXA_HD bool descend(const CompactView &m, ReplicaView &r, uint32_t max_passes) 
             const int64_t lo = m.lower[v], hi = m.upper[v], range = hi - lo;
             if (range < kDenseRange) {
                 for (int64_t nv = lo; nv <= hi; ++nv) {
-                    if (nv == r.x[v * st]) continue;
+                    if (nv == r.x[at(v, st)]) continue;
                     const int64_t delta = move_delta(m, r, v, nv);
                     if (delta < 0) {
                         apply_move(m, r, v, nv, delta);
@@ -232,7 +236,7 @@ VEXA_HD bool descend(const CompactView &m, ReplicaView &r, uint32_t max_passes) 
             for (uint32_t k = 0; k < steps; ++k) {
                 const int64_t s = int64_t(1) << k;
                 for (int sign = 0; sign < 2; ++sign) {
-                    const int64_t xv = r.x[v * st];
+                    const int64_t xv = r.x[at(v, st)];
                     const int64_t nv = sign == 0 ? xv + s : xv - s;
                     if (nv < lo || nv > hi) continue;
                     const int64_t delta = move_delta(m, r, v, nv);

@@ -38,6 +38,9 @@ VEXA_API void *vexa_tessix_solver_create(void *w, uint32_t bin_count, uint32_t d
     h->wrapper = w;
     h->arrays = mod::make_model_arrays(kTag, bin_count, 0, nullptr, nullptr, degree_count, as_coeff(constant),
                                        term_counts, var_lists, coef_lists, false);
+    // The objective alone is checked here; constraints are checked with it
+    // at the search.
+    if (!h->backend.prepare(h->arrays, false)) refuse_binary_model(h->backend.build.reason);
     return h;
 }
 
@@ -50,10 +53,13 @@ VEXA_API void vexa_tessix_add_constraint(void *hp, const void *weight, const voi
     mod::add_constraint_record(kTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                                as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), 0, nullptr, nullptr,
                                nullptr, 0, nullptr, nullptr);
+    h->backend.invalidate();
 }
 
 VEXA_API void vexa_tessix_set_cons_shape(void *hp, uint8_t shape_exponent, uint8_t shape_hinge) {
-    mod::set_last_constraint_shape(kTag, static_cast<BinaryHandle *>(hp)->arrays, shape_exponent, shape_hinge);
+    auto *h = static_cast<BinaryHandle *>(hp);
+    mod::set_last_constraint_shape(kTag, h->arrays, shape_exponent, shape_hinge);
+    h->backend.invalidate();
 }
 
 VEXA_API void vexa_tessix_set_remainder(void *hp, const void *remainder_constant, uint64_t n_terms,
@@ -126,10 +132,13 @@ VEXA_API void vexa_tessix_int_add_cons(void *hp, const void *weight, const void 
                                as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), n_quad, quad_head,
                                quad_vars, as_coeff(quad_coeffs), n_allowed, as_coeff(allowed_low),
                                as_coeff(allowed_high));
+    h->backend.invalidate();
 }
 
 VEXA_API void vexa_tessix_int_set_cons_shape(void *hp, uint8_t shape_exponent, uint8_t shape_hinge) {
-    mod::set_last_constraint_shape(kTag, static_cast<IntHandle *>(hp)->arrays, shape_exponent, shape_hinge);
+    auto *h = static_cast<IntHandle *>(hp);
+    mod::set_last_constraint_shape(kTag, h->arrays, shape_exponent, shape_hinge);
+    h->backend.invalidate();
 }
 
 VEXA_API int vexa_tessix_int_round2(void *hp, const uint64_t *bits_in, const void *ints_in, uint32_t count,
