@@ -167,7 +167,7 @@ TEST(TessixGpuBinary, FindsTheOptimumOfSmallConstrainedModels) {
 TEST(TessixGpuBinary, TopListIsAscendingDistinctAndExactlyPriced) {
     std::mt19937_64 rng(21);
     const TestModel m = random_binary_model(rng, 60, 2, false);
-    const Result r = solve(m, {{"time_limit", "0.3"}, {"topk_sols", "6"}, {"seed", "2"}});
+    const Result r = solve(m, {{"time_limit", "1"}, {"topk_sols", "6"}, {"seed", "2"}, {"threads", "4"}});
     ASSERT_TRUE(r.has_list);
     ASSERT_EQ(r.list.size(), 6u);
     EXPECT_EQ(r.list.front().energy, r.best.energy);
