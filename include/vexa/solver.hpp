@@ -20,6 +20,17 @@
 
 namespace vexa {
 
+namespace hpp_detail {
+// The bit words of a hint. A model without binary variables has none, and the
+// solvers read a null pointer as "no hint", so such a hint points at a zero
+// word instead.
+inline const uint64_t *hint_bits(const Sol &hint) {
+    static const uint64_t no_bits = 0;
+    const uint64_t *bits = vexa_sol_bits(hint.handle());
+    return bits != nullptr ? bits : &no_bits;
+}
+}  // namespace hpp_detail
+
 // The heuristic solver: a binary model goes to the solver module, a model with
 // integer variables to the native integer search.
 class NimbaSolver : private hpp_detail::Handle<vexa_nimba_solver_wrapper, vexa_nimba_solver_wrapper_destroy> {
@@ -43,7 +54,7 @@ public:
         }
         const auto pairs = options.params();
         const auto list = hpp_detail::param_list(pairs);
-        return Result::adopt(vexa_nimba_solver_wrapper_search_int(h_, list.data(), vexa_sol_bits(hint.handle()),
+        return Result::adopt(vexa_nimba_solver_wrapper_search_int(h_, list.data(), hpp_detail::hint_bits(hint),
                                                                   vexa_sol_int_vals(hint.handle()),
                                                                   vexa_sol_int_count(hint.handle())),
                              model_);
@@ -123,7 +134,7 @@ public:
         }
         const auto pairs = options.params();
         const auto list = hpp_detail::param_list(pairs);
-        Result r = Result::adopt(vexa_tessix_wrapper_search_int(h_, list.data(), vexa_sol_bits(hint.handle()),
+        Result r = Result::adopt(vexa_tessix_wrapper_search_int(h_, list.data(), hpp_detail::hint_bits(hint),
                                                                 vexa_sol_int_vals(hint.handle()),
                                                                 vexa_sol_int_count(hint.handle())),
                                  model_);

@@ -101,9 +101,11 @@ TEST(TessixSolver, HintAndTerminateFromAnotherThread) {
     const Result full = solver.search({.time_limit = 0.3, .threads = 1});
     EXPECT_GE(since(t0), 0.28);
 
-    // the hint as the start of the search
+    // the hint as the start of the search, on a model without binary
+    // variables (a hint with no bit words)
     const Result started = solver.search({.time_limit = 0.1, .threads = 1}, hint);
     EXPECT_EQ(started.energy(), 0);
+    EXPECT_EQ(NimbaSolver(f.model).search({.time_limit = 0.1, .threads = 1}, hint).energy(), 0);
 }
 
 TEST(TessixSolver, AnExceptionFromTheCallableStopsTheSearchAndIsRethrown) {

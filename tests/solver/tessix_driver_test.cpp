@@ -163,6 +163,21 @@ TEST_F(Tessix, BinaryModelRunsOnTheCpuSideWithItsOwnParameters) {
     EXPECT_TRUE(tessix_record().last_params.empty()) << "a null list reaches the module as the null pair alone";
 }
 
+TEST_F(Tessix, ProfileLinesNameEachStageOfCreate) {
+    ModelPtr m = binary_model();
+    EnvScope profile("VEXA_MODEL_PROFILE", "1");
+    testing::internal::CaptureStderr();
+    TessixPtr w(vexa_tessix_wrapper_create(m.get(), 0));
+    const std::string err = testing::internal::GetCapturedStderr();
+    const std::string number = "[0-9.e+-]+s\n";
+    EXPECT_THAT(err, ::testing::MatchesRegex("  \\[Wrap\\] enter \\(after model copy\\): " + number +
+                                             "  \\[Wrap\\] tessix_dispatch\\(\\): " + number +
+                                             "  \\[Wrap\\] gpu_count \\+ has_gpu \\(CUDA init\\): " + number +
+                                             "  \\[Wrap\\] set tv_ptrs \\+ ca_ptrs \\(no copy\\): " + number +
+                                             "  \\[Wrap\\] gpu/cpu_create \\(DeltaModel \\+ DeviceDeltaModel\\): " +
+                                             number));
+}
+
 // Every search on a binary model without constraints: the reported energy is
 // the model's own price of the returned bits, and each callback Sol is
 // priced right too.
@@ -473,14 +488,23 @@ TEST_F(Tessix, UnifiedEngineOnlyWhenItApplies) {
 
 TEST_F(Tessix, UnifiedEngineGetsTheGpuModeAndLiveHints) {
     EnvScope on("VEXA_INT_UNIFIED", "1");
-    Factoring f = factoring_model();
+    ModelPtr small = integer_model();
     for (const auto &[mode, passed] : std::vector<std::pair<int32_t, int32_t>>{{0, 0}, {-7, -1}}) {
-        TessixPtr w(vexa_tessix_wrapper_create(f.model.get(), mode));
+        TessixPtr w(vexa_tessix_wrapper_create(small.get(), mode));
         ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), Params{{"time_limit", "0"}}.get(), nullptr, nullptr, 0));
+        EXPECT_EQ(info_of(r.get(), "engine"), "integer-unified");
         EXPECT_EQ(tessix_record().create_gpu_mode, passed);
     }
-    TessixPtr w(vexa_tessix_wrapper_create(f.model.get(), 0));
-    const auto hint = int_sol(f.model->ref, {Factoring::p, Factoring::q});
+    // u + v = 2^40 + 12345 over two wide ranges: the mock's sampling does not
+    // meet it, a hint does
+    const int64_t wide = int64_t(1) << 40;
+    const uint32_t u = vexa_new_int_var("u", In(0).get(), In(wide).get());
+    const uint32_t v = vexa_new_int_var("v", In(0).get(), In(wide).get());
+    ExprPtr objective(vexa_expr_create());
+    ExprPtr body(vexa_expr_create_add_var_var(u, v));
+    ModelPtr m = make_model(objective.get(), {{body.get(), wide + 12345, wide + 12345, 1}});
+    TessixPtr w(vexa_tessix_wrapper_create(m.get(), 0));
+    const auto hint = int_sol(m->ref, {coeff_t(wide), coeff_t(12345)});
     const uint64_t before = tessix_record().hints.load();
     std::thread helper([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
@@ -490,8 +514,10 @@ TEST_F(Tessix, UnifiedEngineGetsTheGpuModeAndLiveHints) {
     });
     ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), Params{{"time_limit", "20"}}.get(), nullptr, nullptr, 0));
     helper.join();
+    EXPECT_EQ(info_of(r.get(), "engine"), "integer-unified");
     EXPECT_EQ(tessix_record().hints.load(), before + 1);
     EXPECT_EQ(result_energy(r.get()), 0);
+    EXPECT_EQ(r->int_vals, (std::vector<coeff_t>{coeff_t(wide), coeff_t(12345)}));
     EXPECT_LT(std::stod(info_of(r.get(), "run_time")), 5.0) << "the stop byte reached the module";
 }
 
