@@ -45,7 +45,8 @@ public:
             if (e.state == state) return false;
         }
         if (entries_.size() == kElitePoolCapacity && !(energy < entries_.back().energy)) return false;
-        auto at = std::find_if(entries_.begin(), entries_.end(), [&](const PoolEntry<T> &e) { return energy < e.energy; });
+        auto at = std::find_if(entries_.begin(), entries_.end(),
+                               [&](const PoolEntry<T> &e) { return energy < e.energy; });
         entries_.insert(at, PoolEntry<T>{energy, state, op});
         if (entries_.size() > kElitePoolCapacity) entries_.pop_back();
         return true;
@@ -195,7 +196,8 @@ private:
         for (uint32_t k = 0; k < p_.n_int; ++k) x_[p_.n_bin + k] = from_coeff<T>(ints_out_[s * ipr_ + k]);
         const T energy = p_.full_energy(x_.data());
         if (to_coeff(energy) != energies_out_[s]) {
-            fatal(std::string(e_.opts_.solver_name) + ": internal error \xe2\x80\x94 GPU integer engine energy mismatch.");
+            fatal(std::string(e_.opts_.solver_name) +
+                  ": internal error \xe2\x80\x94 GPU integer engine energy mismatch.");
         }
         e_.gpu_submissions_.fetch_add(1);
         pool_.insert(energy, x_, ops_[s]);

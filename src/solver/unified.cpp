@@ -48,8 +48,9 @@ nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string 
     void *sols = t.search_int(h, best.get(), list.data(), ints.data());
     const double run_time = monotonic_seconds() - start;
     if (sols != nullptr) t.sol_list_destroy(sols);
-    nimba_solver_result *r = unified_result(UnifiedOutcome{best.energy(), best.tts(), 1.0, best.bits(), std::move(ints), run_time},
-                                            [&](nimba_solver_result &out) { take_module_info(out, t, h); });
+    nimba_solver_result *r =
+        unified_result(UnifiedOutcome{best.energy(), best.tts(), 1.0, best.bits(), std::move(ints), run_time},
+                       [&](nimba_solver_result &out) { take_module_info(out, t, h); });
     t.destroy(h);
     return r;
 }

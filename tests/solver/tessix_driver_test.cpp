@@ -192,7 +192,9 @@ TEST_F(Tessix, BinaryEnergiesAndCallbacksArePricesOfTheirStates) {
     ResultPtr r(vexa_tessix_wrapper_search(w.get(), params.get(), nullptr));
     EXPECT_EQ(result_energy(r.get()), priced(model, r.get()));
     coeff_t optimum = priced(model, r.get());
-    for (const std::vector<coeff_t> &state : all_states(model)) optimum = std::min(optimum, reference_energy(model, state));
+    for (const std::vector<coeff_t> &state : all_states(model)) {
+        optimum = std::min(optimum, reference_energy(model, state));
+    }
     EXPECT_EQ(result_energy(r.get()), optimum) << "the mock's sampling finds the optimum of four variables";
     ASSERT_FALSE(progress.events.empty());
     for (size_t i = 0; i < progress.events.size(); ++i) {
@@ -381,6 +383,31 @@ TEST_F(Tessix, GpuIntegerEngineRunsBesideTheNativeSearch) {
     EXPECT_GT(seen_rounds, 0u);
     EXPECT_EQ(seen_submissions, seen_rounds * 8) << "the mock flags every row";
     EXPECT_EQ(recorded_calls().back(), "int_destroy");
+}
+
+// The GPU thread draws from the search's seed: the two random rows that
+// open its first batch repeat with the seed and change with it.
+TEST_F(Tessix, TheSeedFixesTheGpuThreadsFirstRows) {
+    EnvScope one("MOCK_TESSIX_DEVICES", "1");
+    const int64_t wide = int64_t(1) << 40;
+    const uint32_t u = vexa_new_int_var("u", In(0).get(), In(wide).get());
+    ExprPtr objective(vexa_expr_create_var(u));
+    add_term(objective.get(), 1, b[0], u);
+    ModelPtr m = make_model(objective.get());
+    TessixPtr w(vexa_tessix_wrapper_create(m.get(), -1));
+    auto first_rows = [&](const char *seed) {
+        Params params{{"time_limit", "0.05"}, {"threads", "1"}, {"seed", seed}};
+        ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), params.get(), nullptr, nullptr, 0));
+        mock::TessixRecord &rec = tessix_record();
+        std::lock_guard<std::mutex> lock(rec.mutex);
+        EXPECT_FALSE(rec.batch_ints.empty());
+        if (rec.batch_ints.empty()) return std::vector<coeff_t>{};
+        return std::vector<coeff_t>{coeff_t(rec.batch_bits[0][0][0]), rec.batch_ints[0][0][0],
+                                    coeff_t(rec.batch_bits[0][1][0]), rec.batch_ints[0][1][0]};
+    };
+    const std::vector<coeff_t> a = first_rows("42");
+    EXPECT_EQ(first_rows("42"), a);
+    EXPECT_NE(first_rows("43"), a);
 }
 
 // A hint during a search reaches both channels: the workers and the GPU
@@ -606,7 +633,8 @@ TEST_F(TessixRefusals, WeakerModesFallBackQuietly) {
             EnvScope dev("MOCK_TESSIX_DEVICES", "1");
             ModelPtr m = integer_model();
             TessixPtr w(vexa_tessix_wrapper_create(m.get(), -1));
-            ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), Params{{"time_limit", "0"}}.get(), nullptr, nullptr, 0));
+            const Params quick{{"time_limit", "0"}};
+            ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), quick.get(), nullptr, nullptr, 0));
             _exit(info_of(r.get(), "engine") == "integer-cpu" ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");
@@ -615,7 +643,8 @@ TEST_F(TessixRefusals, WeakerModesFallBackQuietly) {
             EnvScope dir("VEXA_LIB_DIR", mock_dir("nowhere").c_str());
             ModelPtr m = integer_model();
             TessixPtr w(vexa_tessix_wrapper_create(m.get(), 0));
-            ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), Params{{"time_limit", "0"}}.get(), nullptr, nullptr, 0));
+            const Params quick{{"time_limit", "0"}};
+            ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), quick.get(), nullptr, nullptr, 0));
             _exit(info_of(r.get(), "engine") == "integer-cpu" ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");

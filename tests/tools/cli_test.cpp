@@ -537,7 +537,8 @@ TEST(Cli, AcceleratedSolverOnABinaryFile) {
     const test::ScratchDir scratch;
     const std::string &dir = scratch.path;
     test::write_file(dir + "/small.qubo", "p qubo 0 3 3 2\n0 0 3\n1 1 2\n2 2 -1\n0 1 -8\n1 2 4\n");
-    const test::Run r = test::run_tool(dir, "solve " + dir + "/small.qubo --solver tessix --time-limit 1 --quiet --json");
+    const test::Run r =
+        test::run_tool(dir, "solve " + dir + "/small.qubo --solver tessix --time-limit 1 --quiet --json");
     if (!have_module("tessix_cppint.so")) {
         EXPECT_EQ(r.status, 1);
         EXPECT_NE(r.err.find("tessix_cppint.so not found"), std::string::npos) << r.err;
