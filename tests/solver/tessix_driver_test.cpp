@@ -627,13 +627,13 @@ TEST_F(TessixRefusals, CreateOnAnIntegerModel) {
 // What a negative gpu_mode and a gpu_mode of 0 accept where a positive one
 // refuses; gpu_mode 0 never opens the module for an integer model.
 TEST_F(TessixRefusals, WeakerModesFallBackQuietly) {
+    const Params quick{{"time_limit", "0"}};
     EXPECT_EXIT(
         {
             EnvScope dir("VEXA_LIB_DIR", mock_dir("tessix_work_no_int_set_cons_shape").c_str());
             EnvScope dev("MOCK_TESSIX_DEVICES", "1");
             ModelPtr m = integer_model();
             TessixPtr w(vexa_tessix_wrapper_create(m.get(), -1));
-            const Params quick{{"time_limit", "0"}};
             ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), quick.get(), nullptr, nullptr, 0));
             _exit(info_of(r.get(), "engine") == "integer-cpu" ? 0 : 1);
         },
@@ -643,7 +643,6 @@ TEST_F(TessixRefusals, WeakerModesFallBackQuietly) {
             EnvScope dir("VEXA_LIB_DIR", mock_dir("nowhere").c_str());
             ModelPtr m = integer_model();
             TessixPtr w(vexa_tessix_wrapper_create(m.get(), 0));
-            const Params quick{{"time_limit", "0"}};
             ResultPtr r(vexa_tessix_wrapper_search_int(w.get(), quick.get(), nullptr, nullptr, 0));
             _exit(info_of(r.get(), "engine") == "integer-cpu" ? 0 : 1);
         },

@@ -265,11 +265,10 @@ vexa::Sol solve_with_cbc(const vexa::Model &model, const vexa::SearchOptions &op
 #endif
 }
 
-// A module a binary model needs must be there; a model with integer
-// variables is searched in the library by the heuristic and accelerated
-// solvers.
+// The solver's module must be there, except for the accelerated solver on a
+// model with integer variables, which is searched in the library.
 void check_module(const std::string &solver, const vexa::Model &model) {
-    if (solver == "exhaustive" || model.int_var_count() == 0) {
+    if (solver != "tessix" || model.int_var_count() == 0) {
         const std::string module = module_path(solver);
         if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
     }
