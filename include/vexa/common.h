@@ -50,6 +50,7 @@ typedef struct Sol Sol;
 typedef struct nimba_solver_result nimba_solver_result;
 typedef struct vexa_nimba_solver_wrapper vexa_nimba_solver_wrapper;
 typedef struct vexa_exhaustive_wrapper vexa_exhaustive_wrapper;
+typedef struct vexa_tessix_wrapper vexa_tessix_wrapper;
 
 /* A variable code: bit 31 marks a negated literal, bit 30 (with bit 31 clear)
  * a native integer atom; all ones is the empty slot. */

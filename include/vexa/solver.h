@@ -50,6 +50,37 @@ VEXA_API nimba_solver_result *vexa_exhaustive_wrapper_search(vexa_exhaustive_wra
 /* Stop request, with the rules of vexa_nimba_solver_wrapper_terminate. */
 VEXA_API void vexa_exhaustive_wrapper_terminate(vexa_exhaustive_wrapper *w);
 
+/* ---- accelerated solver (TessixSolver) ---- */
+/* Takes a new reference on the model; caller owns the wrapper. gpu_mode:
+ * positive demands the GPU (fatal on a machine without one), 0 runs on the
+ * CPU, negative uses the GPU integer engine where there is one and the CPU
+ * otherwise. */
+VEXA_API vexa_tessix_wrapper *vexa_tessix_wrapper_create(Model *m, int32_t gpu_mode);
+VEXA_API void vexa_tessix_wrapper_destroy(vexa_tessix_wrapper *w);
+/* New result, caller owns it. A binary model's hint is passed to the module
+ * unread (NULL for none); an integer model takes no hint here. With no
+ * "time_limit" a binary search runs for the module's own default. */
+VEXA_API nimba_solver_result *vexa_tessix_wrapper_search(vexa_tessix_wrapper *w, const vexa_param *params,
+                                                         void *hint);
+/* Integer models only. hint_ints points at hint_int_count library
+ * coefficients; a hint that does not fit the model is fatal. */
+VEXA_API nimba_solver_result *vexa_tessix_wrapper_search_int(vexa_tessix_wrapper *w, const vexa_param *params,
+                                                             const uint64_t *hint_bits, const void *hint_ints,
+                                                             uint64_t hint_int_count);
+/* Offers sol to the search running on w (from another thread), or else to
+ * the next one. A sol with too few words or integers, or with an integer out
+ * of its bounds, is dropped without a message. NULL does nothing. */
+VEXA_API void vexa_tessix_wrapper_hint(vexa_tessix_wrapper *w, const Sol *sol);
+/* The callback of the next searches on w, with its context (callback NULL:
+ * none). Each improvement, and the timer, reach it with a new Sol. */
+VEXA_API void vexa_tessix_wrapper_set_callback(vexa_tessix_wrapper *w, vexa_search_callback callback, void *ctx);
+/* Stops the search running on w, which returns its best so far. Each search
+ * clears the request when it starts, so a request made while no search runs
+ * has no effect. A single byte store: callable from any thread and from a
+ * signal handler. A binary search stops only if the module takes the stop
+ * byte. */
+VEXA_API void vexa_tessix_wrapper_terminate(vexa_tessix_wrapper *w);
+
 /* ---- results ---- */
 VEXA_API void vexa_nimba_solver_result_energy(const nimba_solver_result *r, vexa_bigint *out);
 VEXA_API double vexa_nimba_solver_result_tts(const nimba_solver_result *r);

@@ -5,15 +5,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
-#include <sstream>
 #include <string>
 
 #include "core/fatal.hpp"
 #include "core/int_var_table.hpp"
+#include "core/profile_clock.hpp"
 #include "core/literal.hpp"
 #include "core/parallel.hpp"
 #include "core/variable_table.hpp"
@@ -42,24 +41,6 @@ const char *kNotLinear = "Model: native constraints require a linear body (degre
 const char *kNegatedInBody = "Model: unexpected negated literal in constraint body";
 
 bool is_int_atom(uint32_t w) { return literal_is_int(w); }
-
-// Timing lines of VEXA_MODEL_PROFILE; the variable is read at each report.
-class Stopwatch {
-public:
-    void start() { last_ = std::chrono::steady_clock::now(); }
-    void report(const char *label) {
-        const auto now = std::chrono::steady_clock::now();
-        if (std::getenv("VEXA_MODEL_PROFILE") != nullptr) {
-            std::ostringstream line;
-            line << "  [Model] " << label << ": " << std::chrono::duration<double>(now - last_).count() << "s\n";
-            std::cerr << line.str() << std::flush;
-        }
-        last_ = std::chrono::steady_clock::now();
-    }
-
-private:
-    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
-};
 
 // The active terms of an expression in order: the head unless its
 // coefficient is 0, then the whole tail.
@@ -206,7 +187,7 @@ ModelImpl::ModelImpl(const ExprImpl &expr_in, double, const ConstraintListImpl *
         source = &merged;
     }
     const ExprImpl &expr = *source;
-    Stopwatch watch;
+    ProfileClock watch("  [Model] ");
     watch.start();
     constant = expr.constant;
     if (with_remainder) remainder_simplified = expr_simplify_as_binary(list->remainder);

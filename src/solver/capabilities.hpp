@@ -114,9 +114,96 @@ inline constexpr Requirement kExhaustiveNeeds[] = {
      "ExhaustiveSolver: this solver .so does not support free-form penalty constraints (rebuild it)"},
 };
 
+// The accelerated module. A binary model that runs on the CPU side, checked
+// at create before anything is handed over: constraint bodies the module
+// cannot take at all.
+inline constexpr Requirement kTessixCpuBodyNeeds[] = {
+    {Demand::any_nonlinear, "cpu_add_constraint_nl",
+     "TessixSolver: this solver .so does not support nonlinear native constraint bodies (rebuild it)"},
+    {Demand::any_allowed, "cpu_add_constraint_set",
+     "TessixSolver: this solver .so does not support allowed-value set constraints (equal{...}); rebuild it"},
+};
+
+// What a positive gpu_mode refuses whatever the module has: the GPU side
+// takes neither nonlinear bodies nor allowed sets.
+inline constexpr const char *kTessixGpuNonlinearRefusal =
+    "TessixSolver: this tessix .so does not support nonlinear native constraint bodies on the GPU (rebuild it)";
+inline constexpr const char *kTessixGpuAllowedRefusal =
+    "TessixSolver: this tessix .so does not support allowed-value set constraints (equal{...}) on the GPU (rebuild "
+    "it)";
+inline constexpr const char *kTessixNoGpuRefusal = "TessixSolver: GPU mode requested but no GPU available";
+inline constexpr const char *kTessixNoIntGpuRefusal =
+    "TessixSolver: GPU mode requested but the integer GPU engine is unavailable (no CUDA device, or this tessix .so "
+    "has no integer kernels).";
+
+// A binary model on the GPU side, after solver_create.
+inline constexpr Requirement kTessixGpuBinaryNeeds[] = {
+    {Demand::any_shaped, "set_cons_shape",
+     "TessixSolver: this tessix .so predates vexa::abs/relu (missing vexa_tessix_set_cons_shape) \xe2\x80\x94 "
+     "update the solver .so."},
+    {Demand::any_constraint, "add_constraint",
+     "TessixSolver: this tessix .so does not support native constraints on the GPU path (rebuild it)"},
+    {Demand::remainder, "set_remainder",
+     "TessixSolver: this solver .so does not support free-form penalty constraints (rebuild it)"},
+};
+
+// A binary model on the CPU side, after cpu_solver_create.
+inline constexpr Requirement kTessixCpuBinaryNeeds[] = {
+    {Demand::any_shaped, "cpu_set_cons_shape",
+     "TessixSolver: this tessix .so predates vexa::abs/relu (missing vexa_tessix_cpu_set_cons_shape) \xe2\x80\x94 "
+     "update the solver .so."},
+    {Demand::any_constraint, "cpu_add_constraint",
+     "TessixSolver: this tessix .so does not support native constraints (rebuild it)"},
+    {Demand::nonlinear_body, "cpu_add_constraint_nl",
+     "TessixSolver: this tessix .so does not support nonlinear native constraint bodies (rebuild it, or use a "
+     "linear constraint body)"},
+    {Demand::linear_set, "cpu_add_constraint_set",
+     "TessixSolver: this tessix .so does not support allowed-value set constraints (equal{...}); rebuild it"},
+    {Demand::remainder, "cpu_set_remainder",
+     "TessixSolver: this solver .so does not support free-form penalty constraints (rebuild it)"},
+};
+
+// An integer model with a positive gpu_mode whose constraints have penalty
+// shapes, on a module with the integer GPU engine.
+inline constexpr Requirement kTessixIntGpuShapeNeeds[] = {
+    {Demand::any_shaped, "int_set_cons_shape",
+     "TessixSolver: this tessix .so predates vexa::abs/relu on the integer GPU engine (missing "
+     "vexa_tessix_int_set_cons_shape) \xe2\x80\x94 update the solver .so."},
+};
+
+// An integer model searched by the accelerated module's own engine: first
+// the engine ...
+inline constexpr Requirement kTessixUnifiedEngineNeeds[] = {
+    {Demand::always, "cpu_solver_create_int",
+     "TessixSolver: VEXA_INT_UNIFIED=1 but the tessix solver .so lacks the unified integer engine (rebuild the "
+     "solver .so)"},
+    {Demand::always, "cpu_solver_search_int",
+     "TessixSolver: VEXA_INT_UNIFIED=1 but the tessix solver .so lacks the unified integer engine (rebuild the "
+     "solver .so)"},
+    {Demand::always, "cpu_register_callback_iv",
+     "TessixSolver: VEXA_INT_UNIFIED=1 but the tessix solver .so lacks the unified integer engine (rebuild the "
+     "solver .so)"},
+};
+
+// ... then the constraints, after cpu_solver_create_int.
+inline constexpr Requirement kTessixUnifiedConstraintNeeds[] = {
+    {Demand::any_constraint, "cpu_add_constraint",
+     "TessixSolver: this tessix .so does not support native constraints (rebuild it)"},
+    {Demand::allowed_set, "cpu_add_constraint_set",
+     "TessixSolver: this tessix .so does not support allowed-value set constraints (rebuild it)"},
+    {Demand::shaped, "cpu_set_cons_shape",
+     "TessixSolver: this tessix .so predates vexa::abs/relu (missing vexa_tessix_cpu_set_cons_shape)"},
+};
+
 static_assert(names_optional_symbols<NimbaModuleTable>(kNimbaBinaryNeeds));
 static_assert(names_optional_symbols<NimbaModuleTable>(kNimbaUnifiedEngineNeeds));
 static_assert(names_optional_symbols<NimbaModuleTable>(kNimbaUnifiedConstraintNeeds));
 static_assert(names_optional_symbols<ExhaustiveModuleTable>(kExhaustiveNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixCpuBodyNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixGpuBinaryNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixCpuBinaryNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixIntGpuShapeNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixUnifiedEngineNeeds));
+static_assert(names_optional_symbols<TessixModuleTable>(kTessixUnifiedConstraintNeeds));
 
 }  // namespace vexa

@@ -1,16 +1,18 @@
 // The native integer search: setup, the arithmetic width, and the run of
 // one search on it. The shared record is in int_search_engine.hpp, a thread
-// in int_search_worker.hpp, the threads and the timer in
-// int_search_monitor.hpp, the final check and the result in
-// int_search_result.cpp.
+// in int_search_worker.hpp, the GPU thread in int_search_gpu_thread.hpp, the
+// threads and the timer in int_search_monitor.hpp, the final check and the
+// result in int_search_result.cpp.
 #include "solver/int_search.hpp"
 
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/fatal.hpp"
 #include "solver/int_search_engine.hpp"
+#include "solver/int_search_gpu_thread.hpp"
 #include "solver/int_search_monitor.hpp"
 #include "solver/int_search_result.hpp"
 #include "solver/search_arith.hpp"
@@ -32,7 +34,14 @@ nimba_solver_result *run_search(const ModelImpl &model, IntSearchOpts &opts) {
         engine.fire(engine.make_sol(&first, energy, 0.0), 0);
     }
 
+    // The GPU thread runs beside the workers, from before the first of them
+    // starts until the same stop or time limit ends it.
+    std::thread gpu;
+    if (opts.gpu_handle != nullptr && opts.gpu_round != nullptr) {
+        gpu = std::thread([&engine] { intsearch::GpuThread<T>(engine).run(); });
+    }
     intsearch::run_workers(engine);
+    if (gpu.joinable()) gpu.join();
 
     intsearch::SearchOutcome outcome;
     outcome.gpu_rounds = engine.gpu_rounds_.load();

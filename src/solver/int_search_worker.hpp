@@ -34,6 +34,80 @@ bool shift_within(const T &x, const T &step, bool up, const T &lo, const T &hi, 
     }
 }
 
+// Counts the rounds in which the shared best did not improve on the one a
+// thread saw at its previous round.
+template <class T>
+struct Stagnation {
+    uint32_t count = 0;
+    T last_seen{};
+    bool have_last_seen = false;
+
+    // Called under the engine's mutex with the shared best energy.
+    void note(const T &best) {
+        if (have_last_seen && !(best < last_seen)) {
+            ++count;
+        } else {
+            count = 0;
+        }
+        last_seen = best;
+        have_last_seen = true;
+    }
+};
+
+// One entry of the step list of a wide integer variable.
+template <class T, class Draw>
+const T &list_step(const IntSearchTables<T> &t, uint32_t k, Draw &draw) {
+    const uint32_t begin = t.step_start[k];
+    const uint32_t len = t.step_start[k + 1] - begin;
+    return t.steps[begin + draw() % len];
+}
+
+// A fresh state: each binary variable the low bit of a draw, each integer
+// uniform over its range.
+template <class T, class Draw>
+void random_state(const IntSearchTables<T> &t, Draw &draw, std::vector<T> &x) {
+    const FlatProblem<T> &p = t.p;
+    for (uint32_t i = 0; i < p.n_bin; ++i) x[i] = T(draw() & 1);
+    for (uint32_t k = 0; k < p.n_int; ++k) {
+        const uint64_t d = draw();
+        // A range whose every 64-bit offset is a value takes the draw as
+        // it is; any other range is at most 2^64 - 2 and takes it modulo.
+        x[p.n_bin + k] = p.lower[k] + (t.huge[k] ? from_u64<T>(d) : from_u64<T>(d % (t.range_u64[k] + 1)));
+    }
+}
+
+// Touches each variable with probability about (stagnation + 10) / total.
+template <class T, class Draw>
+void kick_state(const IntSearchTables<T> &t, Draw &draw, std::vector<T> &x, uint32_t stagnation) {
+    const FlatProblem<T> &p = t.p;
+    const double prob = (stagnation + 10.0) / p.total;
+    const uint64_t threshold = prob < 1.0 ? static_cast<uint64_t>(prob * 18446744073709551616.0) : UINT64_MAX;
+    for (uint32_t f = 0; f < p.total; ++f) {
+        if (draw() > threshold) continue;
+        if (f < p.n_bin) {
+            x[f] = T(1) - x[f];
+            continue;
+        }
+        const uint32_t k = f - p.n_bin;
+        if (t.dense[k]) {
+            x[f] = p.lower[k] + from_u64<T>(draw() % (t.range_u64[k] + 1));
+            continue;
+        }
+        T step;
+        bool geometric = false;
+        if (t.geo_on[k] && draw() % 10 != 0) {
+            const double u = (static_cast<double>(draw() >> 11) + 0.5) * 0x1p-53;
+            const double v = std::log(u) / t.geo_log_q[k];
+            if (v > 9e18) continue;
+            step = from_u64<T>(static_cast<uint64_t>(v) + 1);
+            geometric = true;
+        }
+        if (!geometric) step = list_step(t, k, draw);
+        T moved;
+        if (shift_within(x[f], step, draw() & 1, p.lower[k], p.upper[k], moved)) x[f] = std::move(moved);
+    }
+}
+
 // One search thread.
 template <class T>
 class Worker {
@@ -82,9 +156,7 @@ private:
     T energy_{};
     T local_best_{};
     bool have_local_best_ = false;
-    uint32_t stagnation_ = 0;
-    T last_seen_{};
-    bool have_last_seen_ = false;
+    Stagnation<T> stagnation_;
     uint64_t rounds_ = 0;
     uint64_t proposals_ = 0;
     std::vector<Changed> changed_;
@@ -94,14 +166,7 @@ private:
 
     void note_stagnation() {
         std::lock_guard<std::mutex> lock(e_.mutex_);
-        if (!e_.has_best_) return;
-        if (have_last_seen_ && !(e_.best_energy_ < last_seen_)) {
-            ++stagnation_;
-        } else {
-            stagnation_ = 0;
-        }
-        last_seen_ = e_.best_energy_;
-        have_last_seen_ = true;
+        if (e_.has_best_) stagnation_.note(e_.best_energy_);
     }
 
     void load(const uint64_t *bits, const coeff_t *ints) {
@@ -136,50 +201,20 @@ private:
         kick();
     }
 
+    auto drawer() {
+        return [this] { return draw(); };
+    }
     void random_state() {
-        for (uint32_t i = 0; i < p_.n_bin; ++i) x_[i] = T(draw() & 1);
-        for (uint32_t k = 0; k < p_.n_int; ++k) {
-            const uint64_t d = draw();
-            // A range whose every 64-bit offset is a value takes the draw as
-            // it is; any other range is at most 2^64 - 2 and takes it modulo.
-            x_[p_.n_bin + k] = p_.lower[k] + (t_.huge[k] ? from_u64<T>(d) : from_u64<T>(d % (t_.range_u64[k] + 1)));
-        }
+        auto d = drawer();
+        intsearch::random_state(t_, d, x_);
     }
-
-    // Touches each variable with probability about (stagnation + 10) / total.
     void kick() {
-        const double p = (stagnation_ + 10.0) / p_.total;
-        const uint64_t threshold = p < 1.0 ? static_cast<uint64_t>(p * 18446744073709551616.0) : UINT64_MAX;
-        for (uint32_t f = 0; f < p_.total; ++f) {
-            if (draw() > threshold) continue;
-            if (f < p_.n_bin) {
-                x_[f] = T(1) - x_[f];
-                continue;
-            }
-            const uint32_t k = f - p_.n_bin;
-            if (t_.dense[k]) {
-                x_[f] = p_.lower[k] + from_u64<T>(draw() % (t_.range_u64[k] + 1));
-                continue;
-            }
-            T step;
-            bool geometric = false;
-            if (t_.geo_on[k] && draw() % 10 != 0) {
-                const double u = (static_cast<double>(draw() >> 11) + 0.5) * 0x1p-53;
-                const double v = std::log(u) / t_.geo_log_q[k];
-                if (v > 9e18) continue;
-                step = from_u64<T>(static_cast<uint64_t>(v) + 1);
-                geometric = true;
-            }
-            if (!geometric) step = list_step(k);
-            T moved;
-            if (shift_within(x_[f], step, draw() & 1, p_.lower[k], p_.upper[k], moved)) x_[f] = std::move(moved);
-        }
+        auto d = drawer();
+        kick_state(t_, d, x_, stagnation_.count);
     }
-
     const T &list_step(uint32_t k) {
-        const uint32_t begin = t_.step_start[k];
-        const uint32_t len = t_.step_start[k + 1] - begin;
-        return t_.steps[begin + draw() % len];
+        auto d = drawer();
+        return intsearch::list_step(t_, k, d);
     }
 
     // Bodies, penalties and the energy of x, from scratch.

@@ -64,17 +64,24 @@ void check_no_int_remainder(const ModelImpl &m, const char *tag);
 // Hands one native constraint to a module instance through the call its body
 // needs (quadratic part, allowed set or plain linear), then its penalty shape
 // when that is not the plain square. The caller has checked that the module
-// has the functions the constraint needs.
+// has the functions the constraint needs. The functions are passed one by
+// one, so that a family with two sets of them (the accelerated module's CPU
+// and GPU sides) uses the same rule for either.
+template <class Add, class AddNl, class AddSet, class Shape>
+void hand_constraint_with(Add add, AddNl add_nl, AddSet add_set, Shape set_shape, void *h, const NativeConstraint &c) {
+    if (!c.quad_coeffs.empty()) {
+        call_add_constraint_nl(add_nl, h, c, c.vars.data());
+    } else if (!c.allowed.empty()) {
+        call_add_constraint_set(add_set, h, c, c.vars.data());
+    } else {
+        call_add_constraint(add, h, c, c.vars.data());
+    }
+    if (!plain_shape(c)) set_shape(h, c.shape_exponent, c.shape_hinge);
+}
+
 template <class Table>
 void hand_constraint(const Table &t, void *h, const NativeConstraint &c) {
-    if (!c.quad_coeffs.empty()) {
-        call_add_constraint_nl(t.add_constraint_nl, h, c, c.vars.data());
-    } else if (!c.allowed.empty()) {
-        call_add_constraint_set(t.add_constraint_set, h, c, c.vars.data());
-    } else {
-        call_add_constraint(t.add_constraint, h, c, c.vars.data());
-    }
-    if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
+    hand_constraint_with(t.add_constraint, t.add_constraint_nl, t.add_constraint_set, t.set_cons_shape, h, c);
 }
 
 }  // namespace vexa

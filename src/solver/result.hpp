@@ -55,6 +55,26 @@ private:
     ModuleSolution sol_{};
 };
 
+// A TessixSolution for bin_count variables: bits from calloc, energy and
+// info empty. Frees the energy's limbs, the bits and any info the module
+// stored (each string and the array come from malloc).
+class TessixSolutionBox {
+public:
+    explicit TessixSolutionBox(uint32_t bin_count);
+    ~TessixSolutionBox();
+    TessixSolutionBox(const TessixSolutionBox &) = delete;
+    TessixSolutionBox &operator=(const TessixSolutionBox &) = delete;
+    TessixSolution *get() { return &sol_; }
+    coeff_t energy() const;
+    std::vector<uint64_t> bits() const { return std::vector<uint64_t>(sol_.bits, sol_.bits + sol_.word_count); }
+    double tts() const { return sol_.tts; }
+    // Appends the module's info pairs in their order.
+    void append_info(nimba_solver_result &r) const;
+
+private:
+    TessixSolution sol_{};
+};
+
 // Reads a module's solution list, entry by entry, into the result's top-k
 // list, then destroys it. A null list is nothing to read.
 template <class Table>

@@ -18,4 +18,6 @@ list(APPEND VEXA_SOURCES
   solver/nimba_driver.cpp
   solver/nimba_solver_api.cpp
   solver/forwarders.cpp
+  solver/tessix_driver.cpp
+  solver/tessix_solver_api.cpp
 )

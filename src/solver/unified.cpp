@@ -39,15 +39,7 @@ nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string 
     void *h = t.create_int(nullptr, n_bin, n_int, m.int_lower.data(), m.int_upper.data(), m.max_degree, &m.constant,
                            flat.term_counts.data(), flat.var_lists.data(), flat.coef_lists.data());
     check_capabilities(m, t, kNimbaUnifiedConstraintNeeds, file);
-    for (const NativeConstraint &c : m.native_constraints) {
-        const std::vector<uint32_t> vars = flat_words(c.vars, n_bin);
-        if (!c.allowed.empty()) {
-            call_add_constraint_set(t.add_constraint_set, h, c, vars.data());
-        } else {
-            call_add_constraint(t.add_constraint, h, c, vars.data());
-        }
-        if (!plain_shape(c)) t.set_cons_shape(h, c.shape_exponent, c.shape_hinge);
-    }
+    hand_unified_constraints(t.add_constraint, t.add_constraint_set, t.set_cons_shape, h, m);
     if (t.set_external_stop != nullptr && stop != nullptr) t.set_external_stop(h, stop);
     const ModuleParams list = ModuleParams::with_time_limit(params, true);
     ModuleSolutionBox best(n_bin);
@@ -55,18 +47,12 @@ nimba_solver_result *nimba_unified_search(const ModelImpl &m, const std::string 
     const double start = monotonic_seconds();
     void *sols = t.search_int(h, best.get(), list.data(), ints.data());
     const double run_time = monotonic_seconds() - start;
-    auto r = std::make_unique<nimba_solver_result>();
-    r->energy = best.energy();
-    r->tts = best.tts();
-    r->bits = best.bits();
-    r->int_vals = std::move(ints);
     if (sols != nullptr) t.sol_list_destroy(sols);
-    r->info.emplace_back("run_time", seconds_text(run_time));
-    take_module_info(*r, t, h);
-    r->info.emplace_back("engine", "integer-unified");
-    add_machine_pairs(*r);
+    nimba_solver_result *r =
+        unified_result(UnifiedOutcome{best.energy(), best.tts(), 1.0, best.bits(), std::move(ints), run_time},
+                       [&](nimba_solver_result &out) { take_module_info(out, t, h); });
     t.destroy(h);
-    return r.release();
+    return r;
 }
 
 }  // namespace vexa

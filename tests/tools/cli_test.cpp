@@ -500,6 +500,56 @@ TEST(Cli, ASignalStopsTheSearchAndTheBestIsPrinted) {
     }
 }
 
+// The accelerated solver on an integer LP (searched in the library, no
+// module needed): a signal stops it, the best is printed, status 130.
+TEST(Cli, ASignalStopsTheAcceleratedSearch) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    std::string lp = "Minimize\n obj:";
+    for (int k = 0; k < 30; ++k) lp += (k % 3 ? " + " : " - ") + std::to_string(k % 7 + 1) + " n" + std::to_string(k);
+    lp += "\nSubject To\n";
+    for (int k = 0; k + 1 < 30; ++k) lp += " r" + std::to_string(k) + ": n" + std::to_string(k) + " + n" +
+                                          std::to_string(k + 1) + " <= 9\n";
+    lp += "Bounds\n";
+    for (int k = 0; k < 30; ++k) lp += " 0 <= n" + std::to_string(k) + " <= 8\n";
+    lp += "Generals\n";
+    for (int k = 0; k < 30; ++k) lp += " n" + std::to_string(k) + "\n";
+    lp += "End\n";
+    test::write_file(dir + "/int.lp", lp);
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t pid = ctrl_c::start_tool(
+        dir, {"solve", dir + "/int.lp", "--json", "--quiet", "--solver", "tessix", "--time-limit", "60"});
+    ASSERT_GT(pid, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    kill(pid, SIGINT);
+    const int status = ctrl_c::wait_status(pid, 30.0);
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    ASSERT_EQ(status, 130) << test::read_file(dir + "/stderr");
+    EXPECT_LT(took, 10.0);
+    const auto j = nlohmann::json::parse(test::read_file(dir + "/stdout"));
+    EXPECT_EQ(j["violated_rows"].get<int>(), 0) << j.dump();
+    EXPECT_EQ(j["info"]["engine"], "integer-cpu") << j.dump();
+}
+
+// On a binary file the accelerated solver needs its module: with the real
+// one it finds the known optimum, without it the tool says so.
+TEST(Cli, AcceleratedSolverOnABinaryFile) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    test::write_file(dir + "/small.qubo", "p qubo 0 3 3 2\n0 0 3\n1 1 2\n2 2 -1\n0 1 -8\n1 2 4\n");
+    const test::Run r =
+        test::run_tool(dir, "solve " + dir + "/small.qubo --solver tessix --time-limit 1 --quiet --json");
+    if (!have_module("tessix_cppint.so")) {
+        EXPECT_EQ(r.status, 1);
+        EXPECT_NE(r.err.find("tessix_cppint.so not found"), std::string::npos) << r.err;
+        GTEST_SKIP() << "the accelerated module is not built";
+    }
+    ASSERT_EQ(r.status, 0) << r.err;
+    // f = 3 x0 + 2 x1 - x2 - 8 x0 x1 + 4 x1 x2 is largest at x = (0, 1, 1)
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["objective"], 5) << r.out;
+}
+
 }  // namespace
 
 // The cbc solver proves the optimum of a linear problem and refuses a

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <boost/multiprecision/cpp_int.hpp>
+#include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -449,6 +450,63 @@ TEST(LpTool, RandomModelsSolveToTheOptimumOfEnumeration) {
             EXPECT_TRUE(feasible(g, x)) << solver;
             EXPECT_EQ(objective(g, x), *best) << solver;
         }
+    }
+}
+
+// The accelerated solver and the portfolio on integer LPs: the library's
+// integer search needs no module, and each reaches the enumerated optimum.
+// The portfolio names the solver whose result it reports, and stops both
+// once one of them reaches the target.
+TEST(LpTool, TessixAndPortfolioReachTheOptimum) {
+    const test::ScratchDir scratch;
+    const std::string &dir = scratch.path;
+    int searched = 0;
+    for (uint64_t seed = 1; seed <= 12; ++seed) {
+        std::mt19937_64 rng(seed * 7919);
+        const GenLp g = random_lp(rng, seed % 2 == 0);
+        const std::string text = write_lp(g, rng);
+        SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + text);
+        const std::string file = dir + "/t" + std::to_string(seed) + ".lp";
+        test::write_file(file, text);
+        const std::optional<long long> best = optimum(g);
+        ASSERT_TRUE(best.has_value());
+        for (const std::string solver : {"tessix", "portfolio"}) {
+            const test::Run r = test::run_tool(
+                dir, "solve " + file + " --solver " + solver + " --time-limit 0.5 --threads 2 --quiet --json");
+            // the heuristic solver, and a model of binary variables alone,
+            // need modules that a build may lack
+            if (r.status == 1 && r.err.find("solver module") != std::string::npos) continue;
+            ASSERT_EQ(r.status, 0) << solver << ": " << r.err;
+            ++searched;
+            const nlohmann::json j = nlohmann::json::parse(r.out);
+            EXPECT_EQ(j["objective"].get<long long>(), *best) << solver;
+            EXPECT_EQ(j["violated_rows"].get<int>(), 0) << solver;
+            std::vector<int> x;
+            for (const GenVar &v : g.vars) x.push_back(j["values"][v.name].get<int>());
+            EXPECT_TRUE(feasible(g, x)) << solver;
+            EXPECT_EQ(objective(g, x), *best) << solver;
+            if (solver == "portfolio") {
+                const std::string winner = j["info"]["solver"].get<std::string>();
+                EXPECT_TRUE(winner == "nimba" || winner == "tessix") << r.out;
+            } else {
+                EXPECT_FALSE(j["info"].contains("solver")) << r.out;
+            }
+        }
+    }
+    EXPECT_GT(searched, 3);
+
+    // With the optimum as target, neither solver runs its minute.
+    test::write_file(dir + "/int.lp", "Minimize\n x - n\nSubject To\n x + n <= 2\nBounds\n 0 <= n <= 3\n"
+                                      "Generals\n n\nBinaries\n x\nEnd\n");
+    for (const std::string solver : {"tessix", "portfolio"}) {
+        const auto start = std::chrono::steady_clock::now();
+        const test::Run r = test::run_tool(
+            dir, "solve " + dir + "/int.lp --solver " + solver + " --time-limit 60 --target -2 --quiet --json");
+        const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (r.status == 1 && r.err.find("nimbasolver_cppint.so not found") != std::string::npos) continue;
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(nlohmann::json::parse(r.out)["objective"], -2) << solver;
+        EXPECT_LT(took, 20.0) << solver;
     }
 }
 

@@ -1,7 +1,7 @@
 // vexa: solves QUBO, Max-Cut and integer linear problems from files, and
 // converts between the file formats.
 //
-//   vexa solve FILE [--format qubo|matrix|gset|lp] [--solver nimba|exhaustive|cbc]
+//   vexa solve FILE [--format qubo|matrix|gset|lp] [--solver nimba|tessix|portfolio|exhaustive|cbc]
 //                   [--time-limit S] [--threads N] [--seed N] [--target E]
 //                   [--topk K] [--instance K] [--json] [--quiet]
 //   vexa convert IN OUT [--format qubo|matrix|gset|lp] [--instance K]
@@ -28,6 +28,9 @@
 #include <unordered_map>
 #include <iostream>
 #include <optional>
+#include <thread>
+#include <atomic>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -123,17 +126,18 @@ std::string library_dir() {
     return "lib/";
 }
 
-// Where the library looks for a solver module: $VEXA_LIB_DIR (heuristic
-// solver only), else the library's own directory.
+// Where the library looks for a solver module: $VEXA_LIB_DIR (heuristic and
+// accelerated solvers only), else the library's own directory.
 std::string module_path(const std::string &solver) {
     std::string dir;
     const char *env = std::getenv("VEXA_LIB_DIR");
-    if (solver == "nimba" && env != nullptr && env[0] != '\0') {
+    if (solver != "exhaustive" && env != nullptr && env[0] != '\0') {
         dir = env;
         if (dir.back() != '/') dir += '/';
     } else {
         dir = library_dir();
     }
+    if (solver == "tessix") return dir + "tessix_cppint.so";
     return dir + (solver == "nimba" ? "nimbasolver_cppint.so" : "exhaustive_cppint.so");
 }
 
@@ -152,6 +156,9 @@ vexa::SearchOptions search_options(const Settings &s) {
     vexa::SearchOptions o;
     const bool exhaustive = s.solver == "exhaustive";
     if (s.time_limit) o.time_limit = time_limit_of(*s.time_limit);
+    // The accelerated module has a default of its own; the tool keeps every
+    // solver to the 10 seconds its progress line announces.
+    if (!s.time_limit && (s.solver == "tessix" || s.solver == "portfolio")) o.time_limit = 10.0;
     o.threads = s.threads ? std::optional<uint32_t>(static_cast<uint32_t>(whole_number("--threads", *s.threads, 1, kMaxThreads)))
                           : default_threads();
     if (s.seed) {
@@ -258,14 +265,101 @@ vexa::Sol solve_with_cbc(const vexa::Model &model, const vexa::SearchOptions &op
 #endif
 }
 
-// The heuristic or the exhaustive search of a model.
-vexa::Result search(const Settings &s, const vexa::SearchOptions &options, const vexa::Model &model) {
-    const std::string module = module_path(s.solver);
-    if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
+// The solver's module must be there, except for the accelerated solver on a
+// model with integer variables, which is searched in the library.
+void check_module(const std::string &solver, const vexa::Model &model) {
+    if (solver != "tessix" || model.int_var_count() == 0) {
+        const std::string module = module_path(solver);
+        if (!std::filesystem::exists(module)) throw Failure{1, "solver module " + module + " not found"};
+    }
+}
+
+// The accelerated solver: its progress callable feeds the progress line.
+vexa::Result search_tessix(const Settings &s, const vexa::SearchOptions &options, const vexa::Model &model) {
+    check_module("tessix", model);
+    vexa::TessixSolver solver(model);
+    // A search clears a stop request made before it began, so a signal that
+    // came during its start is passed on again from its progress.
+    solver.on_progress([&solver](const vexa::Sol &sol, uint32_t event) {
+        if (event == 1) g_best.set(sol.energy().str());
+        if (interrupt_status() != 0) solver.terminate();
+    });
+    const StopTarget stop(solver);
+    const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
+    return solver.search(options);
+}
+
+// Both a portfolio's solvers, stopped together by a signal.
+struct PortfolioStop {
+    const vexa::NimbaSolver &nimba;
+    const vexa::TessixSolver &tessix;
+    void terminate() const noexcept {
+        nimba.terminate();
+        tessix.terminate();
+    }
+};
+
+// The heuristic and the accelerated solver at once, the threads split
+// between them (one each with two), the same time limit and target. When one
+// reaches the target the other is stopped; the lower energy wins (the
+// heuristic one on a tie), and `winner` names its solver.
+vexa::Result search_portfolio(const Settings &s, const vexa::SearchOptions &options, const vexa::Model &model,
+                              std::string &winner) {
+    check_module("nimba", model);
+    check_module("tessix", model);
+    const uint32_t threads = options.threads.value_or(std::max(2u, std::thread::hardware_concurrency()));
+    vexa::SearchOptions nimba_options = options, tessix_options = options;
+    nimba_options.threads = std::max(1u, threads / 2);
+    tessix_options.threads = std::max(1u, threads - threads / 2);
+    const vexa::NimbaSolver nimba(model);
+    vexa::TessixSolver tessix(model);
+    tessix.on_progress([](const vexa::Sol &sol, uint32_t event) {
+        if (event == 1) g_best.set(sol.energy().str());
+    });
+    const PortfolioStop both{nimba, tessix};
+    const StopTarget stop(both);
+    const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
+    std::optional<vexa::Result> nimba_result, tessix_result;
+    std::atomic<bool> nimba_done{false}, tessix_done{false};
+    std::thread nimba_thread([&] {
+        nimba_result.emplace(nimba.search(nimba_options));
+        nimba_done = true;
+    });
+    std::thread tessix_thread([&] {
+        tessix_result.emplace(tessix.search(tessix_options));
+        tessix_done = true;
+    });
+    auto reached = [&options](const vexa::Result &r) {
+        return options.target_energy && r.energy() <= *options.target_energy;
+    };
+    // A stop request reaches the accelerated solver only once its search has
+    // begun, so the watch repeats it until that search is over.
+    while (!nimba_done || !tessix_done) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        if (nimba_done && !tessix_done && (reached(*nimba_result) || interrupt_status() != 0)) tessix.terminate();
+        if (tessix_done && !nimba_done && (reached(*tessix_result) || interrupt_status() != 0)) nimba.terminate();
+    }
+    nimba_thread.join();
+    tessix_thread.join();
+    if (tessix_result->energy() < nimba_result->energy()) {
+        winner = "tessix";
+        return std::move(*tessix_result);
+    }
+    winner = "nimba";
+    return std::move(*nimba_result);
+}
+
+// The search of a model by the chosen solver; `winner` is set by a
+// portfolio.
+vexa::Result search(const Settings &s, const vexa::SearchOptions &options, const vexa::Model &model,
+                    std::string &winner) {
+    if (s.solver == "tessix") return search_tessix(s, options, model);
+    if (s.solver == "portfolio") return search_portfolio(s, options, model, winner);
+    check_module(s.solver, model);
     if (s.solver == "nimba") {
         const vexa::NimbaSolver solver(model);
         const StopTarget stop(solver);
-        watch_best(module);
+        watch_best(module_path(s.solver));
         const Progress progress(!s.quiet, s.time_limit.value_or("10"), &g_best);
         return solver.search(options);
     }
@@ -329,12 +423,14 @@ std::string solve_lp(const Settings &s, vexa::SearchOptions options, Input &in) 
         o.values = lp_values(le, best);
         o.violated = le.rows > 0 ? vexa::violations(le.energy, best) : 0;
     } else {
-        const vexa::Result result = search(s, options, model);
+        std::string winner;
+        const vexa::Result result = search(s, options, model, winner);
         o.energy = result.energy();
         o.tts = result.tts();
         o.values = lp_values(le, result);
         o.violated = le.rows > 0 ? vexa::violations(le.energy, result) : 0;
         o.info = result.info();
+        if (!winner.empty()) o.info.emplace_back("solver", winner);
         o.stopped_early = stopped_early(result);
     }
     return s.json ? lp_json_report(o) : lp_text_report(o);
@@ -372,10 +468,12 @@ std::string solve(const Settings &s) {
         o.best = solution_of(best, pe, o.variables);
         return s.json ? json_report(o) : text_report(o);
     }
-    const vexa::Result result = search(s, options, model);
+    std::string winner;
+    const vexa::Result result = search(s, options, model, winner);
     o.best = solution_of(result, pe, o.variables);
     for (const vexa::Sol &alt : result.topk()) o.topk.push_back(solution_of(alt, pe, o.variables));
     o.info = result.info();
+    if (!winner.empty()) o.info.emplace_back("solver", winner);
     o.stopped_early = stopped_early(result);
     return s.json ? json_report(o) : text_report(o);
 }
@@ -548,13 +646,16 @@ int main(int argc, char **argv) {
         ->check(CLI::IsMember({"qubo", "matrix", "gset", "lp"}));
     cmd->add_option("--instance", s.instance, "problem of a Beasley collection file, from 1");
     cmd->add_option("--solver", s.solver,
-                    "nimba (heuristic, default), exhaustive (every assignment) or cbc (exact, linear problems only; "
+                    "nimba (heuristic, default), tessix (accelerated), portfolio (nimba and tessix at once, the "
+                    "threads split between them), exhaustive (every assignment) or cbc (exact, linear problems only; "
                     "needs a build with CBC)")
-        ->check(CLI::IsMember({"nimba", "exhaustive", "cbc"}));
-    cmd->add_option("--time-limit", s.time_limit, "seconds of search (nimba: default 10; exhaustive: none)");
+        ->check(CLI::IsMember({"nimba", "tessix", "portfolio", "exhaustive", "cbc"}));
+    cmd->add_option("--time-limit", s.time_limit,
+                    "seconds of search (nimba, tessix, portfolio: default 10; exhaustive: none)");
     cmd->add_option("--threads", s.threads, "search threads (default: VEXA_NUM_THREADS, else every core)");
-    cmd->add_option("--seed", s.seed, "random seed (nimba), 0 .. 2^64-1");
-    cmd->add_option("--target", s.target, "stop at this energy or below (nimba; energy = -objective)");
+    cmd->add_option("--seed", s.seed, "random seed (nimba, tessix, portfolio), 0 .. 2^64-1");
+    cmd->add_option("--target", s.target,
+                    "stop at this energy or below (nimba, tessix, portfolio; energy = -objective)");
     cmd->add_option("--topk", s.topk, "also keep up to this many further solutions");
     cmd->add_flag("--json", s.json, "print one JSON document");
     cmd->add_flag("--quiet", s.quiet, "no progress line on standard error");
