@@ -134,13 +134,15 @@ bool polled_stop(const StopCheck *stop, uint64_t step) {
 
 // False when `stop` ended it early.
 bool sort_word_pairs(std::vector<WordPair> &pairs, uint32_t n, const StopCheck *stop) {
-    std::vector<uint64_t> start(size_t(n) + 1, 0);
+    std::vector<uint64_t> start;
+    if (!grow_polled(start, size_t(n) + 1, stop)) return false;
     for (uint64_t q = 0; q < pairs.size(); ++q) {
         if (polled_stop(stop, q)) return false;
         ++start[(pairs[q].key >> 32) + 1];
     }
     for (uint32_t v = 0; v < n; ++v) start[v + 1] += start[v];
-    std::vector<WordPair> sorted(pairs.size());
+    std::vector<WordPair> sorted;
+    if (!grow_polled(sorted, pairs.size(), stop)) return false;
     {
         std::vector<uint64_t> fill(start.begin(), start.end() - 1);
         for (uint64_t q = 0; q < pairs.size(); ++q) {
@@ -170,7 +172,8 @@ WordResult objective_in_words(std::string_view tag, const ModelArrays &a, WordOb
                               const StopCheck *stop) {
     if (a.term_counts.size() > 2) return WordResult::not_in_words;
     out.n = a.bin_count;
-    out.h.assign(out.n, 0);
+    out.h.clear();
+    if (!grow_polled(out.h, out.n, stop)) return WordResult::stopped;
     out.constant = 0;
     std::vector<WordPair> &pairs = out.pairs;
     pairs.clear();

@@ -5,6 +5,7 @@
 // so for every binary assignment the value is exactly that of the arrays.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string_view>
@@ -48,9 +49,7 @@ struct CanonicalModel {
 struct WordPair {
     uint64_t key;  // i << 32 | j
     int64_t w;
-    // Left unset, so that sizing a buffer of millions of pairs does not
-    // first write every one of them.
-    WordPair() {}
+    WordPair() : key(0), w(0) {}
     WordPair(uint64_t k, int64_t weight) : key(k), w(weight) {}
 };
 
@@ -63,6 +62,22 @@ struct WordObjective {
 
 // Asked now and then during long preparation: true when the search must end.
 using StopCheck = std::function<bool()>;
+
+// Sizes v to n new elements in steps, polling `stop` (optional) between
+// them: on a fresh buffer of many megabytes the first writes fault in its
+// pages, which takes long enough to matter against a time limit. False when
+// `stop` answered true.
+template <class V>
+bool grow_polled(V &v, size_t n, const StopCheck *stop) {
+    constexpr size_t kStep = size_t(1) << 17;
+    v.reserve(v.size() + n);
+    const size_t end = v.size() + n;
+    while (v.size() < end) {
+        if (stop != nullptr && (*stop)()) return false;
+        v.resize(std::min(end, v.size() + kStep));
+    }
+    return true;
+}
 
 enum class WordResult { in_words, not_in_words, stopped };
 

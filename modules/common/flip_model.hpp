@@ -46,7 +46,8 @@ struct FlipModel {
 template <class T, class Pairs, class Ends, class Weight>
 bool fill_adjacency(FlipModel<T> &f, const Pairs &pairs, Ends ends, Weight weight, const StopCheck *stop) {
     constexpr uint64_t kPoll = 1 << 14;
-    std::vector<uint64_t> degree(f.n + 1, 0);
+    std::vector<uint64_t> degree;
+    if (!grow_polled(degree, size_t(f.n) + 1, stop)) return false;
     uint64_t step = 0;
     for (const auto &p : pairs) {
         if (stop != nullptr && step++ % kPoll == 0 && (*stop)()) return false;
@@ -57,8 +58,9 @@ bool fill_adjacency(FlipModel<T> &f, const Pairs &pairs, Ends ends, Weight weigh
     }
     f.adj_start.assign(f.n + 1, 0);
     for (uint32_t i = 0; i < f.n; ++i) f.adj_start[i + 1] = f.adj_start[i] + degree[i];
-    f.adj_var.resize(f.adj_start[f.n]);
-    f.adj_w.resize(f.adj_start[f.n]);
+    if (!grow_polled(f.adj_var, f.adj_start[f.n], stop) || !grow_polled(f.adj_w, f.adj_start[f.n], stop)) {
+        return false;
+    }
     std::vector<uint64_t> fill(f.adj_start.begin(), f.adj_start.end() - 1);
     for (const auto &p : pairs) {
         if (stop != nullptr && step++ % kPoll == 0 && (*stop)()) return false;

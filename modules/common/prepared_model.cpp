@@ -61,6 +61,16 @@ std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const M
     return p;
 }
 
+StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh) {
+    uint64_t terms = 0;
+    for (const uint64_t count : arrays.term_counts) terms += count;
+    const double reserve = 2 * 10e-9 * static_cast<double>(terms);
+    return [&sh, reserve] {
+        if (sh.stopped()) return true;
+        return sh.clock.seconds() + reserve >= sh.time_limit;
+    };
+}
+
 void offer_zero_state(const ModelArrays &arrays, SearchShared &sh) {
     const std::vector<uint64_t> bits((arrays.bin_count + 63) / 64, 0);
     const coeff_t energy = exact_energy(arrays, bits.data(), nullptr);

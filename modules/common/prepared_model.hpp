@@ -25,6 +25,12 @@ struct PreparedModel {
 std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const ModelArrays &arrays,
                                                    const StopCheck &stop = {});
 
+// The stop check for preparing the model inside a search: true once the
+// search is stopped, or once so little of its time is left that pricing the
+// fallback state and checking it (two exact passes over the terms, about
+// 10 ns a term each) would run past the limit.
+StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh);
+
 // The number type a search ran in, as its info reports it ("none" when the
 // model was not prepared in time).
 inline const char *arithmetic_name(const PreparedModel *p) {

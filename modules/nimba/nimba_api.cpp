@@ -25,7 +25,7 @@ const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p);
 // kept, so that the next search prepares it again.
 std::shared_ptr<const PreparedModel> prepared_of(NimbaHandle *h, SearchShared &sh) {
     std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kNimbaTag, h->arrays, [&sh] { return sh.check_clock(); });
+    if (!h->prepared) h->prepared = prepare_model(kNimbaTag, h->arrays, preparation_stop(h->arrays, sh));
     return h->prepared;
 }
 

@@ -33,7 +33,7 @@ TessixHandle *handle_of(void *h) { return static_cast<TessixHandle *>(h); }
 // kept, so that the next search prepares it again.
 std::shared_ptr<const PreparedModel> prepared_of(TessixHandle *h, SearchShared &sh) {
     std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kTessixTag, h->arrays, [&sh] { return sh.check_clock(); });
+    if (!h->prepared) h->prepared = prepare_model(kTessixTag, h->arrays, preparation_stop(h->arrays, sh));
     return h->prepared;
 }
 
