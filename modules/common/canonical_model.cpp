@@ -122,28 +122,70 @@ bool small_word(const coeff_t &c, int64_t &out) {
     return true;
 }
 
-// The objective of terms of at most two literals whose coefficients are all
-// below 2^60 in magnitude, in machine words: a coefficient times the small
-// factors of a literal product stays below 2^62, and sums of up to 2^64 such
-// values fit in 128 bits. This is the common case and several times faster
-// than the exact path on large models (no big-integer arithmetic, and the
-// pair list sorts as 16-byte records). Returns false, having set nothing,
-// when the model is outside that case.
-bool objective_in_words(std::string_view tag, const ModelArrays &a, CanonicalModel &m) {
-    if (a.term_counts.size() > 2) return false;
-    struct WordPair {
-        uint64_t key;  // i << 32 | j
-        int64_t w;
-    };
-    std::vector<int128> h(m.n, 0);
-    int128 constant = 0;
-    std::vector<WordPair> pairs;
+// Orders pairs by key without a comparison sort: a counting pass buckets them
+// by their first variable, and each bucket (a handful of entries on sparse
+// models) is then sorted by key.
+// Every loop below polls `stop` once per kPoll steps.
+constexpr uint64_t kPoll = 1 << 14;
+
+bool polled_stop(const StopCheck *stop, uint64_t step) {
+    return stop != nullptr && (step % kPoll) == 0 && (*stop)();
+}
+
+// False when `stop` ended it early.
+bool sort_word_pairs(std::vector<WordPair> &pairs, uint32_t n, const StopCheck *stop) {
+    std::vector<uint64_t> start;
+    if (!grow_polled(start, size_t(n) + 1, stop)) return false;
+    for (uint64_t q = 0; q < pairs.size(); ++q) {
+        if (polled_stop(stop, q)) return false;
+        ++start[(pairs[q].key >> 32) + 1];
+    }
+    for (uint32_t v = 0; v < n; ++v) start[v + 1] += start[v];
+    std::vector<WordPair> sorted;
+    if (!grow_polled(sorted, pairs.size(), stop)) return false;
+    {
+        std::vector<uint64_t> fill(start.begin(), start.end() - 1);
+        for (uint64_t q = 0; q < pairs.size(); ++q) {
+            if (polled_stop(stop, q)) return false;
+            sorted[fill[pairs[q].key >> 32]++] = pairs[q];
+        }
+    }
+    for (uint32_t v = 0; v < n; ++v) {
+        if (polled_stop(stop, v)) return false;
+        if (start[v + 1] - start[v] > 1) {
+            std::sort(sorted.begin() + static_cast<std::ptrdiff_t>(start[v]),
+                      sorted.begin() + static_cast<std::ptrdiff_t>(start[v + 1]),
+                      [](const WordPair &x, const WordPair &y) { return x.key < y.key; });
+        }
+    }
+    pairs.swap(sorted);
+    return true;
+}
+
+}  // namespace
+
+// A coefficient times the small factors of a literal product stays below
+// 2^62 when the coefficient is below 2^60, and sums of up to 2^64 such values
+// fit in 128 bits. Merged pair weights are kept in int64 only while every
+// merged sum stays below 2^62; otherwise the model takes the exact path.
+WordResult objective_in_words(std::string_view tag, const ModelArrays &a, WordObjective &out,
+                              const StopCheck *stop) {
+    if (a.term_counts.size() > 2) return WordResult::not_in_words;
+    out.n = a.bin_count;
+    out.h.clear();
+    if (!grow_polled(out.h, out.n, stop)) return WordResult::stopped;
+    out.constant = 0;
+    std::vector<WordPair> &pairs = out.pairs;
+    pairs.clear();
     if (a.term_counts.size() == 2) pairs.reserve(a.term_counts[1]);
     Literal lits[2];
+    std::vector<int128> &h = out.h;
+    int128 &constant = out.constant;
     for (size_t d = 0; d < a.term_counts.size(); ++d) {
         for (uint64_t t = 0; t < a.term_counts[d]; ++t) {
+            if (polled_stop(stop, t)) return WordResult::stopped;
             int64_t c;
-            if (!small_word(a.coef_lists[d][t], c)) return false;
+            if (!small_word(a.coef_lists[d][t], c)) return WordResult::not_in_words;
             if (c == 0) continue;
             for (size_t k = 0; k <= d; ++k) lits[k] = term_literal(a, a.var_lists[d][t * (d + 1) + k]);
             const Factors f = factor_product(tag, lits, d + 1, a.bin_count);
@@ -163,44 +205,26 @@ bool objective_in_words(std::string_view tag, const ModelArrays &a, CanonicalMod
             }
         }
     }
-    std::sort(pairs.begin(), pairs.end(), [](const WordPair &x, const WordPair &y) { return x.key < y.key; });
-    m.pairs.reserve(pairs.size());
-    for (size_t p = 0; p < pairs.size();) {
+    if (!sort_word_pairs(pairs, out.n, stop)) return WordResult::stopped;
+    // Merge equal keys in place, dropping zero sums.
+    constexpr int128 kNarrow = int128(1) << 62;
+    size_t kept = 0;
+    for (size_t p = 0, step = 0; p < pairs.size(); ++step) {
+        if (polled_stop(stop, step)) return WordResult::stopped;
         int128 w = 0;
         const uint64_t key = pairs[p].key;
         for (; p < pairs.size() && pairs[p].key == key; ++p) w += pairs[p].w;
-        if (w != 0) m.pairs.push_back({static_cast<uint32_t>(key >> 32), static_cast<uint32_t>(key), to_coeff(w)});
+        if (w == 0) continue;
+        if (w >= kNarrow || w <= -kNarrow) return WordResult::not_in_words;
+        pairs[kept++] = {key, static_cast<int64_t>(w)};
     }
-    for (uint32_t v = 0; v < m.n; ++v) {
-        if (h[v] != 0) m.h[v] = to_coeff(h[v]);
-    }
-    m.c0 = a.constant + to_coeff(constant);
-    return true;
+    pairs.resize(kept);
+    return WordResult::in_words;
 }
 
-}  // namespace
-
-CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
-    CanonicalModel m;
-    m.n = a.bin_count;
-    m.h.assign(m.n, coeff_t(0));
-    if (!objective_in_words(tag, a, m)) {
-        PolyBuilder poly;
-        poly.constant = a.constant;
-        std::vector<Literal> lits;
-        for (size_t d = 0; d < a.term_counts.size(); ++d) {
-            lits.resize(d + 1);
-            for (uint64_t t = 0; t < a.term_counts[d]; ++t) {
-                for (size_t s = 0; s <= d; ++s) lits[s] = term_literal(a, a.var_lists[d][t * (d + 1) + s]);
-                poly.add_product(tag, a.coef_lists[d][t], lits.data(), d + 1, a.bin_count);
-            }
-        }
-        for (auto &[v, c] : poly.lin) m.h[v] += c;
-        poly.lin.clear();
-        m.c0 = poly.constant;
-        m.pairs = poly.merged_pairs();
-    }
-
+std::vector<CanonicalConstraint> canonical_constraints(std::string_view tag, const ModelArrays &a) {
+    std::vector<CanonicalConstraint> out;
+    out.reserve(a.constraints.size());
     for (const ConstraintRecord &c : a.constraints) {
         PolyBuilder body;
         body.constant = c.body_constant;
@@ -225,8 +249,42 @@ CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
         cc.pairs = body.merged_pairs();
         cc.allowed = c.allowed;
         cc.exponent = c.shape_exponent;
-        m.constraints.push_back(std::move(cc));
+        out.push_back(std::move(cc));
     }
+    return out;
+}
+
+CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
+    CanonicalModel m;
+    m.n = a.bin_count;
+    m.h.assign(m.n, coeff_t(0));
+    WordObjective words;
+    if (objective_in_words(tag, a, words, nullptr) == WordResult::in_words) {
+        m.pairs.reserve(words.pairs.size());
+        for (const WordPair &p : words.pairs) {
+            m.pairs.push_back({static_cast<uint32_t>(p.key >> 32), static_cast<uint32_t>(p.key), coeff_t(p.w)});
+        }
+        for (uint32_t v = 0; v < m.n; ++v) {
+            if (words.h[v] != 0) m.h[v] = to_coeff(words.h[v]);
+        }
+        m.c0 = a.constant + to_coeff(words.constant);
+    } else {
+        PolyBuilder poly;
+        poly.constant = a.constant;
+        std::vector<Literal> lits;
+        for (size_t d = 0; d < a.term_counts.size(); ++d) {
+            lits.resize(d + 1);
+            for (uint64_t t = 0; t < a.term_counts[d]; ++t) {
+                for (size_t s = 0; s <= d; ++s) lits[s] = term_literal(a, a.var_lists[d][t * (d + 1) + s]);
+                poly.add_product(tag, a.coef_lists[d][t], lits.data(), d + 1, a.bin_count);
+            }
+        }
+        for (auto &[v, c] : poly.lin) m.h[v] += c;
+        poly.lin.clear();
+        m.c0 = poly.constant;
+        m.pairs = poly.merged_pairs();
+    }
+    m.constraints = canonical_constraints(tag, a);
     return m;
 }
 

@@ -40,37 +40,51 @@ struct FlipModel {
     uint32_t constraint_count() const { return static_cast<uint32_t>(shape.size()); }
 };
 
-template <class T>
-FlipModel<T> compile_flip_model(const CanonicalModel &m) {
-    FlipModel<T> f;
-    f.n = m.n;
-    f.h.reserve(m.n);
-    for (const coeff_t &v : m.h) f.h.push_back(from_coeff<T>(v));
-
-    std::vector<uint64_t> degree(m.n + 1, 0);
-    for (const Pair &p : m.pairs) {
-        ++degree[p.i];
-        ++degree[p.j];
+// The quadratic part as CSR adjacency from pairs ascending by (i, j):
+// ends(p, i, j) gives the two variables of a pair, weight(p) its weight in T.
+// False when `stop` (optional, polled now and then) ended it early.
+template <class T, class Pairs, class Ends, class Weight>
+bool fill_adjacency(FlipModel<T> &f, const Pairs &pairs, Ends ends, Weight weight, const StopCheck *stop) {
+    constexpr uint64_t kPoll = 1 << 14;
+    std::vector<uint64_t> degree;
+    if (!grow_polled(degree, size_t(f.n) + 1, stop)) return false;
+    uint64_t step = 0;
+    for (const auto &p : pairs) {
+        if (stop != nullptr && step++ % kPoll == 0 && (*stop)()) return false;
+        uint32_t i, j;
+        ends(p, i, j);
+        ++degree[i];
+        ++degree[j];
     }
-    f.adj_start.assign(m.n + 1, 0);
-    for (uint32_t i = 0; i < m.n; ++i) f.adj_start[i + 1] = f.adj_start[i] + degree[i];
-    f.adj_var.resize(f.adj_start[m.n]);
-    f.adj_w.resize(f.adj_start[m.n]);
+    f.adj_start.assign(f.n + 1, 0);
+    for (uint32_t i = 0; i < f.n; ++i) f.adj_start[i + 1] = f.adj_start[i] + degree[i];
+    if (!grow_polled(f.adj_var, f.adj_start[f.n], stop) || !grow_polled(f.adj_w, f.adj_start[f.n], stop)) {
+        return false;
+    }
     std::vector<uint64_t> fill(f.adj_start.begin(), f.adj_start.end() - 1);
-    for (const Pair &p : m.pairs) {
-        const T w = from_coeff<T>(p.w);
-        f.adj_var[fill[p.i]] = p.j;
-        f.adj_w[fill[p.i]++] = w;
-        f.adj_var[fill[p.j]] = p.i;
-        f.adj_w[fill[p.j]++] = w;
+    for (const auto &p : pairs) {
+        if (stop != nullptr && step++ % kPoll == 0 && (*stop)()) return false;
+        uint32_t i, j;
+        ends(p, i, j);
+        const T w = weight(p);
+        f.adj_var[fill[i]] = j;
+        f.adj_w[fill[i]++] = w;
+        f.adj_var[fill[j]] = i;
+        f.adj_w[fill[j]++] = w;
     }
+    return true;
+}
 
-    // Constraints: one occurrence per distinct variable of each body.
+// Constraints: one occurrence per distinct variable of each body. False when
+// `stop` (optional, polled between constraints) ended it early.
+template <class T>
+bool fill_constraints(FlipModel<T> &f, const std::vector<CanonicalConstraint> &constraints, const StopCheck *stop) {
     f.cons_occ_start.push_back(0);
     f.occ_pair_start.push_back(0);
-    std::vector<std::vector<uint32_t>> per_var(m.n);
-    for (uint32_t c = 0; c < m.constraints.size(); ++c) {
-        const CanonicalConstraint &cc = m.constraints[c];
+    std::vector<std::vector<uint32_t>> per_var(f.n);
+    for (uint32_t c = 0; c < constraints.size(); ++c) {
+        if (stop != nullptr && c % 1024 == 0 && (*stop)()) return false;
+        const CanonicalConstraint &cc = constraints[c];
         PenaltyShape<T> s;
         s.weight = from_coeff<T>(cc.weight);
         s.lower = from_coeff<T>(cc.lower);
@@ -114,11 +128,28 @@ FlipModel<T> compile_flip_model(const CanonicalModel &m) {
         }
         f.cons_occ_start.push_back(static_cast<uint32_t>(f.occ_var.size()));
     }
-    f.var_occ_start.assign(m.n + 1, 0);
-    for (uint32_t i = 0; i < m.n; ++i) {
+    f.var_occ_start.assign(f.n + 1, 0);
+    for (uint32_t i = 0; i < f.n; ++i) {
         f.var_occ_start[i + 1] = f.var_occ_start[i] + static_cast<uint32_t>(per_var[i].size());
         f.var_occ.insert(f.var_occ.end(), per_var[i].begin(), per_var[i].end());
     }
+    return true;
+}
+
+template <class T>
+FlipModel<T> compile_flip_model(const CanonicalModel &m) {
+    FlipModel<T> f;
+    f.n = m.n;
+    f.h.reserve(m.n);
+    for (const coeff_t &v : m.h) f.h.push_back(from_coeff<T>(v));
+    fill_adjacency(
+        f, m.pairs,
+        [](const Pair &p, uint32_t &i, uint32_t &j) {
+            i = p.i;
+            j = p.j;
+        },
+        [](const Pair &p) { return from_coeff<T>(p.w); }, nullptr);
+    fill_constraints(f, m.constraints, nullptr);
     return f;
 }
 

@@ -1,7 +1,7 @@
 // What a binary search needs beyond the arrays, built once per handle (and
-// again after a constraint is added): the canonical polynomial, the decision
-// between the machine-word and the exact path, and the flip model in the
-// chosen number type.
+// again after a constraint is added): the constant of the canonical
+// polynomial, the decision between the machine-word and the exact path, and
+// the flip model in the chosen number type.
 #pragma once
 
 #include <memory>
@@ -9,16 +9,37 @@
 #include "canonical_model.hpp"
 #include "flip_model.hpp"
 #include "model_arrays.hpp"
+#include "search_shared.hpp"
 
 namespace vexa::mod {
 
 struct PreparedModel {
-    CanonicalModel canon;
+    coeff_t c0;
     bool machine_word = false;
     std::unique_ptr<FlipModel<int64_t>> words;  // set when machine_word
     std::unique_ptr<FlipModel<coeff_t>> exact;  // set otherwise
 };
 
-std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const ModelArrays &arrays);
+// Null when `stop` (optional; polled during the long phases of the
+// machine-word path) answered true before the model was ready.
+std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const ModelArrays &arrays,
+                                                   const StopCheck &stop = {});
+
+// The stop check for preparing the model inside a search: true once the
+// search is stopped, or once so little of its time is left that pricing the
+// fallback state and checking it (two exact passes over the terms, about
+// 10 ns a term each) would run past the limit.
+StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh);
+
+// The number type a search ran in, as its info reports it ("none" when the
+// model was not prepared in time).
+inline const char *arithmetic_name(const PreparedModel *p) {
+    return p == nullptr ? "none" : (p->machine_word ? "int64" : "bigint");
+}
+
+// The state of all zeros, priced exactly from the arrays and offered to the
+// search: what a search returns when its time ran out before the model was
+// prepared.
+void offer_zero_state(const ModelArrays &arrays, SearchShared &sh);
 
 }  // namespace vexa::mod

@@ -12,8 +12,15 @@
 
 namespace vexa::mod {
 
+// The constraint share of M.
+coeff_t constraint_magnitude(const std::vector<CanonicalConstraint> &constraints);
+
 coeff_t reachable_magnitude(const CanonicalModel &m);
 
 bool fits_machine_word(const CanonicalModel &m);
+
+// M <= 2^60 for a model whose objective is given in words: the objective
+// share is summed in 128 bits, stopping as soon as it passes the bound.
+bool fits_machine_word(const WordObjective &objective, const std::vector<CanonicalConstraint> &constraints);
 
 }  // namespace vexa::mod

@@ -20,9 +20,12 @@ std::atomic<vexa_module_callback> g_callback{nullptr};
 
 const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p); }
 
-std::shared_ptr<const PreparedModel> prepared_of(NimbaHandle *h) {
+// The prepared model of the handle, built on first use; null when the
+// search's time ran out (or it was stopped) while preparing, and then not
+// kept, so that the next search prepares it again.
+std::shared_ptr<const PreparedModel> prepared_of(NimbaHandle *h, SearchShared &sh) {
     std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kNimbaTag, h->arrays);
+    if (!h->prepared) h->prepared = prepare_model(kNimbaTag, h->arrays, preparation_stop(h->arrays, sh));
     return h->prepared;
 }
 
@@ -93,20 +96,22 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     // The clock starts before the model is prepared: preparation is part of
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
-    const auto prep = prepared_of(h);
+    const auto prep = prepared_of(h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
     const SearchSchedule schedule;
-    if (prep->machine_word) {
-        run_binary_search<int64_t>(*prep->words, prep->canon.c0, sh, threads, seed, schedule);
+    if (!prep) {
+        offer_zero_state(h->arrays, sh);
+    } else if (prep->machine_word) {
+        run_binary_search<int64_t>(*prep->words, prep->c0, sh, threads, seed, schedule);
     } else {
-        run_binary_search<coeff_t>(*prep->exact, prep->canon.c0, sh, threads, seed, schedule);
+        run_binary_search<coeff_t>(*prep->exact, prep->c0, sh, threads, seed, schedule);
     }
     check_returned_states(kNimbaTag, h->arrays, sh.best_energy, sh.best_bits.data(), nullptr, sh.list.entries, threads);
     fill_module_solution(best, sh.best_energy, sh.best_bits.data(), sh.best_bits.size(), sh.best_tts);
 
     InfoPairs info = common_info(sh, "portfolio: breakout local search / tabu search with path relinking",
-                                 threads, seed, prep->machine_word ? "int64" : "bigint");
+                                 threads, seed, arithmetic_name(prep.get()));
     info.emplace_back("tabu_runs", std::to_string(sh.tabu_runs.load()));
     info.emplace_back("relinks", std::to_string(sh.relinks.load()));
     if (sh.list.truncated) info.emplace_back("list_truncated", "1");

@@ -28,9 +28,12 @@ const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p);
 
 TessixHandle *handle_of(void *h) { return static_cast<TessixHandle *>(h); }
 
-std::shared_ptr<const PreparedModel> prepared_of(TessixHandle *h) {
+// The prepared model of the handle, built on first use; null when the
+// search's time ran out (or it was stopped) while preparing, and then not
+// kept, so that the next search prepares it again.
+std::shared_ptr<const PreparedModel> prepared_of(TessixHandle *h, SearchShared &sh) {
     std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kTessixTag, h->arrays);
+    if (!h->prepared) h->prepared = prepare_model(kTessixTag, h->arrays, preparation_stop(h->arrays, sh));
     return h->prepared;
 }
 
@@ -143,22 +146,24 @@ VEXA_API void *vexa_tessix_cpu_solver_search(void *hp, TessixSolution *best, uin
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
     announce_start(h->arrays, sh);
-    const auto prep = prepared_of(h);
+    const auto prep = prepared_of(h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
     TemperingStats stats;
     uint64_t seen = h->hints.consumed;
-    if (prep->machine_word) {
-        run_tempering<int64_t>(*prep->words, prep->canon.c0, sh, h->hints, seen, threads, seed, stats);
+    if (!prep) {
+        offer_zero_state(h->arrays, sh);
+    } else if (prep->machine_word) {
+        run_tempering<int64_t>(*prep->words, prep->c0, sh, h->hints, seen, threads, seed, stats);
     } else {
-        run_tempering<coeff_t>(*prep->exact, prep->canon.c0, sh, h->hints, seen, threads, seed, stats);
+        run_tempering<coeff_t>(*prep->exact, prep->c0, sh, h->hints, seen, threads, seed, stats);
     }
     take_late_hint(h, sh, seen);
     h->hints.consumed = seen;
     check_returned_states(kTessixTag, h->arrays, sh.best_energy, sh.best_bits.data(), nullptr, sh.list.entries,
                           threads);
     fill_solution(best, sh.best_energy, sh.best_bits, sh.best_tts);
-    attach_info(best, search_info(sh, stats, threads, seed, prep->machine_word ? "int64" : "bigint"));
+    attach_info(best, search_info(sh, stats, threads, seed, arithmetic_name(prep.get())));
     return make_module_list(std::move(sh.list));
 }
 

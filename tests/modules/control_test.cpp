@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <mutex>
+#include <random>
+#include <string>
 
 #include "module_api.hpp"
 #include "support/bigint_util.hpp"
@@ -32,6 +34,34 @@ TestModel planted_model(uint32_t n) {
 }
 
 }  // namespace
+
+// A tiny limit on a model far too big to prepare in it: the search returns
+// soon after the limit with an exactly priced state, and the next search on
+// the same handle, with time to spare, prepares the model and improves on it.
+TEST(SearchControl, TinyLimitOnABigModelReturnsAnExactlyPricedState) {
+    const uint64_t seed = 20260;
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 rng(seed);
+    const TestModel m = sparse_model(rng, 200'000, 600'000);
+    const auto &f = built_nimba_module();
+    void *h = create_handle(f, m);
+    for (const char *limit : {"0", "0.001", "0.02"}) {
+        SCOPED_TRACE(std::string("time_limit ") + limit);
+        const Outcome r = search_handle(f, h, m, {{"time_limit", limit}, {"threads", "2"}});
+        EXPECT_EQ(r.energy, reference_energy(m, r.bits));
+        EXPECT_LT(r.wall, 2.0);
+        // No time at all: preparing the model stops at its first check.
+        if (std::string(limit) == "0") {
+            EXPECT_EQ(r.info.at("arithmetic"), "none");
+        }
+    }
+    const Outcome zero = search_handle(f, h, m, {{"time_limit", "0"}, {"threads", "1"}});
+    const Outcome longer = search_handle(f, h, m, {{"time_limit", "1"}, {"threads", "2"}});
+    EXPECT_EQ(longer.energy, reference_energy(m, longer.bits));
+    EXPECT_EQ(longer.info.at("arithmetic"), "int64");
+    EXPECT_LT(longer.energy, zero.energy);
+    f.destroy(h);
+}
 
 TEST(SearchControl, ZeroTimeLimitStillReturnsAnEvaluatedState) {
     const TestModel m = dense_model(300, 1);

@@ -257,4 +257,20 @@ coeff_t mixed_brute_force(const TestModel &m) {
     return best;
 }
 
+TestModel sparse_model(std::mt19937_64 &rng, uint32_t vars, uint64_t couplers) {
+    TestModel m;
+    m.bin_count = vars;
+    m.constant = 7;
+    auto weight = [&rng] { return coeff_t(static_cast<int64_t>(rng() % 201) - 100); };
+    auto literal = [&rng](uint32_t v) { return rng() % 8 == 0 ? v | (uint32_t(1) << 31) : v; };
+    for (uint32_t v = 0; v < vars; ++v) m.add_linear(literal(v), weight());
+    for (uint64_t c = 0; c < couplers; ++c) {
+        const uint32_t a = static_cast<uint32_t>(rng() % vars);
+        uint32_t b = static_cast<uint32_t>(rng() % (vars - 1));
+        if (b >= a) ++b;
+        m.add_quadratic(literal(a), literal(b), weight());
+    }
+    return m;
+}
+
 }  // namespace vexa::test

@@ -67,6 +67,11 @@ BruteForce brute_force(const TestModel &m);
 // evaluation, independent of reference_energy and fast enough for 2^20 states.
 std::vector<int64_t> plain_energies(const TestModel &m);
 
+// A large sparse binary model: a linear term on every variable and
+// `couplers` products of random distinct pairs, weights in [-100, 100], one
+// literal in eight negated.
+TestModel sparse_model(std::mt19937_64 &rng, uint32_t vars, uint64_t couplers);
+
 struct RandomModelShape {
     uint32_t vars = 10;
     double linear_density = 0.8;
