@@ -175,12 +175,14 @@ class TestStopping:
         assert info.value.result.to_numpy().shape == (300,)
 
 
-def subset_sum_model(seed, n=48):
-    """An integer model whose optimum 0 is a needle: a subset of big numbers
-    summing exactly to a target (the sum of a random subset), plus a native
-    integer pinned at 3. Returns the model, its variables and the subset."""
+def subset_sum_model(seed, n=40):
+    """An integer model whose optimum 0 is a needle: a subset of 41-bit
+    numbers summing exactly to a target (the sum of a random subset; with 2^40
+    subsets over a range of some 2^45 sums it is almost surely the only exact
+    one), plus a native integer pinned at 3. Returns the model, its variables
+    and the planted subset."""
     rng = random.Random(seed)
-    numbers = [rng.randrange(2 ** 27, 2 ** 28) for _ in range(n)]
+    numbers = [rng.randrange(2 ** 40, 2 ** 41) for _ in range(n)]
     chosen = [rng.randrange(2) for _ in range(n)]
     target = sum(a for a, b in zip(numbers, chosen) if b)
     x = vexa.var_array(f"ss{seed}_", n)
