@@ -824,17 +824,22 @@ py::object make_array_type(py::module_ &m) {
 // Searches.
 // ---------------------------------------------------------------------------
 struct PySolver {
+    using Any = std::variant<vexa::NimbaSolver, vexa::ExhaustiveSolver, vexa::TessixSolver>;
     std::shared_ptr<PyModel> model;
     std::string kind;
-    std::variant<vexa::NimbaSolver, vexa::ExhaustiveSolver> solver;
+    Any solver;
 
     PySolver(std::shared_ptr<PyModel> m, const std::string &k)
         : model(std::move(m)), kind(k), solver(make(*model, k)) {}
 
-    static std::variant<vexa::NimbaSolver, vexa::ExhaustiveSolver> make(const PyModel &m, const std::string &k) {
+    static Any make(const PyModel &m, const std::string &k) {
         if (k == "nimba") return vexa::NimbaSolver(m.model);
         if (k == "exhaustive") return vexa::ExhaustiveSolver(m.model);
-        throw py::value_error("vexa: unknown solver '" + k + "' (nimba or exhaustive)");
+        if (k == "tessix") {
+            py::gil_scoped_release nogil;  // loads the module and hands it the model
+            return Any(std::in_place_type<vexa::TessixSolver>, m.model);
+        }
+        throw py::value_error("vexa: unknown solver '" + k + "' (nimba, tessix or exhaustive)");
     }
     void stop() const {
         std::visit([](const auto &s) { s.terminate(); }, solver);
@@ -844,7 +849,9 @@ struct PySolver {
     }
 };
 
-vexa::SearchOptions options_of(const PySolver &s, py::object time_limit, py::object seed, py::object threads,
+// Searches without a time limit run 1 s, except the exhaustive one, which
+// runs to the end of its enumeration.
+vexa::SearchOptions options_of(const std::string &kind, py::object time_limit, py::object seed, py::object threads,
                                py::object target, py::object topk) {
     vexa::SearchOptions o;
     if (!time_limit.is_none()) {
@@ -854,7 +861,7 @@ vexa::SearchOptions options_of(const PySolver &s, py::object time_limit, py::obj
         const double t = time_limit.cast<double>();
         if (!std::isfinite(t) || t <= 0) throw py::value_error("vexa: time_limit must be a positive, finite number of seconds");
         o.time_limit = t;
-    } else if (s.kind == "nimba") {
+    } else if (kind != "exhaustive") {
         o.time_limit = 1.0;
     }
     const auto count = [](py::handle h, const char *what, uint64_t max) {
@@ -883,8 +890,11 @@ vexa::SearchOptions options_of(const PySolver &s, py::object time_limit, py::obj
 // Runs the search on a thread of its own while this thread, holding the GIL
 // only briefly, polls for signals. On Ctrl-C the search is asked to stop, its
 // best result is awaited and attached to the KeyboardInterrupt as `.result`.
-py::object run_search(const std::shared_ptr<PySolver> &s, const vexa::SearchOptions &o) {
-    std::packaged_task<vexa::Result()> task([s, o] { return s->search(o); });
+// S has a shared_ptr<PyModel> `model` and stop(); `search` runs on the
+// worker thread and holds what it needs.
+template <class S, class Search>
+py::object run_search(const std::shared_ptr<S> &s, Search search) {
+    std::packaged_task<vexa::Result()> task(std::move(search));
     std::future<vexa::Result> done = task.get_future();
     std::thread worker(std::move(task));
     bool interrupted = false;
@@ -923,6 +933,11 @@ py::object run_search(const std::shared_ptr<PySolver> &s, const vexa::SearchOpti
     return result;
 }
 
+// A plain search of s with options o.
+auto searching(const std::shared_ptr<PySolver> &s, const vexa::SearchOptions &o) {
+    return [s, o] { return s->search(o); };
+}
+
 std::shared_ptr<PyModel> as_model(py::handle m) {
     if (py::isinstance<PyModel>(m)) return m.cast<std::shared_ptr<PyModel>>();
     if (is_operand(m)) return std::make_shared<PyModel>(model_of(to_expr(m)));
@@ -932,6 +947,137 @@ std::shared_ptr<PyModel> as_model(py::handle m) {
 vexa::Expr constraint_body(py::handle f) {
     if (is_py_integer(f)) throw py::type_error("vexa: a constraint needs a body with variables");
     return to_expr(f);
+}
+
+// ---------------------------------------------------------------------------
+// The accelerated solver, watched and steered from Python.
+// ---------------------------------------------------------------------------
+
+// A solution of `model` given as {variable: value}; every other variable is 0
+// and every integer at its lower bound.
+PySol make_sol(const std::shared_ptr<PyModel> &model, py::object values) {
+    vexa::Sol s(model->model);
+    if (!values.is_none()) {
+        if (!py::isinstance<py::dict>(values)) throw py::type_error("vexa: a solution's values are a dict {variable: value}");
+        for (auto item : values.cast<py::dict>()) {
+            if (!is_py_integer(item.second)) throw py::type_error("vexa: a variable's value is an integer");
+            const vexa::Int value = item.second.cast<vexa::Int>();
+            if (py::isinstance<vexa::Var>(item.first)) {
+                const auto &v = item.first.cast<const vexa::Var &>();
+                if (!s.has(v)) throw py::key_error("vexa: variable " + v.variable().name() + " is not in the model");
+                if (value != 0 && value != 1) {
+                    throw py::value_error("vexa: variable " + v.variable().name() + " takes 0 or 1 (got " + value.str() + ")");
+                }
+                s.set(v, value == 1 ? 1 : 0);
+            } else if (py::isinstance<vexa::NativeIntVar>(item.first)) {
+                const auto &v = item.first.cast<const vexa::NativeIntVar &>();
+                if (!s.has(v)) throw py::key_error("vexa: integer variable " + v.name() + " is not in the model");
+                if (value < v.lower() || v.upper() < value) {
+                    throw py::value_error("vexa: integer variable " + v.name() + " lies in [" + v.lower().str() + ", " +
+                                          v.upper().str() + "] (got " + value.str() + ")");
+                }
+                s.set(v, value);
+            } else {
+                throw py::type_error("vexa: a solution's values are keyed by Var or NativeIntVar");
+            }
+        }
+    }
+    s.comp_energy();
+    return PySol{std::move(s), model};
+}
+
+// The assignment of a Sol or a Result of the given model; one of another
+// model is refused, since the solver would read its words as this model's.
+vexa::Sol sol_of_model(py::handle h, const std::shared_ptr<PyModel> &model) {
+    const auto check = [&](const std::shared_ptr<PyModel> &of) {
+        if (of != model) throw py::value_error("vexa: the hint is a solution of another model");
+    };
+    if (py::isinstance<PySol>(h)) {
+        const auto &s = h.cast<const PySol &>();
+        check(s.model);
+        return s.sol;
+    }
+    if (py::isinstance<PyResult>(h)) {
+        const auto &r = h.cast<const PyResult &>();
+        check(r.model);
+        return r.result;
+    }
+    throw py::type_error("vexa: a hint is a Sol or a Result of the solver's model");
+}
+
+// TessixSolver with a Python progress callable. The C++ solver gets one
+// callable for its lifetime, which calls the Python one of the moment, if
+// any, under the GIL; an exception it raises stops the search and comes back
+// out of search().
+struct PyTessix {
+    std::shared_ptr<PyModel> model;
+    std::string kind = "tessix";
+    std::optional<vexa::TessixSolver> solver;
+    py::object progress = py::none();     // read and replaced under the GIL
+    std::atomic<bool> has_progress{false};  // so that no callable costs no GIL
+    std::atomic<bool> busy{false};          // one search at a time
+
+    PyTessix(std::shared_ptr<PyModel> m, int gpu_mode) : model(std::move(m)) {
+        if (gpu_mode > 0 && device_count() == 0) {
+            throw py::value_error("vexa: gpu_mode " + std::to_string(gpu_mode) +
+                                  " needs a GPU, and the accelerated module sees none (0 runs on the CPU, a "
+                                  "negative gpu_mode uses a GPU where there is one)");
+        }
+        {
+            py::gil_scoped_release nogil;
+            solver.emplace(model->model, gpu_mode);
+        }
+        solver->on_progress([this](const vexa::Sol &s, uint32_t event) { return call(s, event); });
+    }
+    ~PyTessix() {
+        // The solver goes first: nothing may call back into a half-destroyed object.
+        solver.reset();
+    }
+
+    static int device_count() {
+        py::gil_scoped_release nogil;
+        return vexa::TessixSolver::device_count();
+    }
+
+    double call(const vexa::Sol &s, uint32_t event) {
+        if (!has_progress.load(std::memory_order_acquire)) return -1.0;
+        py::gil_scoped_acquire gil;
+        const py::object fn = progress;  // kept while it runs, even if replaced meanwhile
+        if (fn.is_none()) return -1.0;
+        const py::object r = fn(PySol{s, model}, event);
+        if (r.is_none()) return -1.0;
+        if (py::isinstance<py::bool_>(r) || !(py::isinstance<py::float_>(r) || is_py_integer(r))) {
+            throw py::type_error("vexa: the progress callable returns seconds for the timer (a number) or None");
+        }
+        return r.cast<double>();
+    }
+
+    void set_progress(py::object fn) {
+        if (!fn.is_none() && !PyCallable_Check(fn.ptr())) throw py::type_error("vexa: on_progress takes a callable or None");
+        progress = std::move(fn);
+        has_progress.store(!progress.is_none(), std::memory_order_release);
+    }
+
+    void stop() const { solver->terminate(); }
+};
+
+py::object tessix_search(const std::shared_ptr<PyTessix> &t, const vexa::SearchOptions &o, py::handle hint) {
+    std::optional<vexa::Sol> start;
+    if (!hint.is_none()) {
+        if (t->model->model.int_var_count() == 0) {
+            throw py::value_error("vexa: a hint to search() needs a model with integer variables; "
+                                  "TessixSolver.hint() offers one to a binary search");
+        }
+        start = sol_of_model(hint, t->model);
+    }
+    if (t->busy.exchange(true)) throw py::value_error("vexa: this TessixSolver is already searching");
+    struct Done {
+        std::atomic<bool> &busy;
+        ~Done() { busy.store(false); }
+    } done{t->busy};
+    return run_search(t, [t, o, start = std::move(start)] {
+        return start ? t->solver->search(o, *start) : t->solver->search(o);
+    });
 }
 
 }  // namespace
@@ -961,8 +1107,8 @@ Building models
   and relu(f, k) are soft costs.
 
 Solving and reading results
-  solve(model, "nimba" or "exhaustive", time_limit, seed, threads, target,
-  topk) returns a Result: .energy (an int), r[x] for a variable, an encoded
+  solve(model, "nimba", "tessix" or "exhaustive", time_limit, seed, threads,
+  target, topk) returns a Result: .energy (an int), r[x] for a variable, an encoded
   integer or an expression, .sample (name -> value), .info, .tts, .topk,
   r.values(array) (int64, or object arrays of ints beyond 64 bits),
   r.to_numpy() (0/1 of x[0..n) of a bulk model) and r.report(expr), one dict
@@ -973,7 +1119,15 @@ Errors and threads
   2, a variable the model lacks, a bad setting, shapes that do not fit) raises
   ValueError, TypeError or KeyError. Searches, contractions and big builds
   release the GIL: Solver(model).stop() ends a search from another thread, and
-  Ctrl-C ends one with KeyboardInterrupt whose .result holds the best found.)";
+  Ctrl-C ends one with KeyboardInterrupt whose .result holds the best found.
+
+The accelerated solver
+  t = TessixSolver(model, gpu_mode=0); t.on_progress(fn) has fn(sol, event)
+  called from the search's threads with each new best (the GIL is taken for
+  it; an exception in fn stops the search and is raised by t.search(...)).
+  t.hint(sol) and t.terminate() work from another thread while t.search runs;
+  Sol(model, {var: value}) makes a solution to offer. A positive gpu_mode
+  raises ValueError unless TessixSolver.device_count() is positive.)";
 
     py::class_<vexa::Expr> expr(m, "Expr", "A polynomial of degree at most 2 with exact integer coefficients.");
 
@@ -1216,6 +1370,10 @@ Errors and threads
         });
 
     py::class_<PySol>(m, "Sol", "One assignment of a model's variables with its exact energy.")
+        .def(py::init([](py::handle model, py::object values) { return make_sol(as_model(model), values); }),
+             "model"_a, "values"_a = py::none(),
+             "The assignment of the model with the given {Var or NativeIntVar: value}, every other variable 0 "
+             "and every integer at its lower bound.")
         .def_property_readonly("energy", [](const PySol &s) { return s.sol.energy(); })
         .def("__getitem__", [](const PySol &s, py::handle k) { return sol_get(s.sol, k); })
         .def_property_readonly("sample", [](const PySol &s) { return sol_sample(s.sol); })
@@ -1274,17 +1432,48 @@ Errors and threads
              "model"_a, "solver"_a = "nimba")
         .def("solve", [](const std::shared_ptr<PySolver> &s, py::object time_limit, py::object seed, py::object threads,
                          py::object target, py::object topk) {
-            return run_search(s, options_of(*s, time_limit, seed, threads, target, topk));
+            return run_search(s, searching(s, options_of(s->kind, time_limit, seed, threads, target, topk)));
         }, "time_limit"_a = py::none(), "seed"_a = py::none(), "threads"_a = py::none(), "target"_a = py::none(),
             "topk"_a = 0)
         .def("stop", &PySolver::stop, "Asks the running search, or else the next one, to end with its best so far.");
 
+    py::class_<PyTessix, std::shared_ptr<PyTessix>>(
+        m, "TessixSolver",
+        "The accelerated solver on a model: a search can be watched (on_progress), offered solutions (hint) and "
+        "stopped (terminate) while it runs. gpu_mode 0 runs on the CPU, a negative one uses a GPU where there is "
+        "one; a positive one demands a GPU and raises ValueError where the module sees none "
+        "(TessixSolver.device_count()).")
+        .def(py::init([](py::handle model, int gpu_mode) {
+                 return std::make_shared<PyTessix>(as_model(model), gpu_mode);
+             }),
+             "model"_a, "gpu_mode"_a = 0)
+        .def_static("device_count", &PyTessix::device_count, "The GPUs the accelerated module can use.")
+        .def("search", [](const std::shared_ptr<PyTessix> &t, py::object time_limit, py::object seed,
+                          py::object threads, py::object target, py::object topk, py::object hint) {
+            return tessix_search(t, options_of(t->kind, time_limit, seed, threads, target, topk), hint);
+        }, "time_limit"_a = py::none(), "seed"_a = py::none(), "threads"_a = py::none(), "target"_a = py::none(),
+            "topk"_a = 0, "hint"_a = py::none(),
+            "One search (1 s without a time_limit), as vexa.solve; hint, a Sol or Result of this model with "
+            "integer variables, is where it starts. An exception raised by the progress callable stops the search "
+            "and is raised here.")
+        .def("on_progress", &PyTessix::set_progress, "fn"_a,
+             "fn(sol, event) is called from the search's threads (holding the GIL) with a Sol and event 0 (the "
+             "start state), 1 (a new best) or 2 (the timer). A number returned sets the timer: positive seconds "
+             "arm it, 0 turns it off, a negative one or None leaves it. None removes the callable.")
+        .def("hint", [](const std::shared_ptr<PyTessix> &t, py::handle s) {
+            const vexa::Sol sol = sol_of_model(s, t->model);
+            py::gil_scoped_release nogil;
+            t->solver->hint(sol);
+        }, "solution"_a, "Offers a Sol or Result of this model to the running search, or else to the next one.")
+        .def("terminate", &PyTessix::stop, "Stops the running search, which returns its best so far.")
+        .def_property_readonly("model", [](const PyTessix &t) { return t.model; });
+
     m.def("solve", [](py::handle model, const std::string &solver, py::object time_limit, py::object seed,
                       py::object threads, py::object target, py::object topk) {
         const auto s = std::make_shared<PySolver>(as_model(model), solver);
-        return run_search(s, options_of(*s, time_limit, seed, threads, target, topk));
+        return run_search(s, searching(s, options_of(s->kind, time_limit, seed, threads, target, topk)));
     }, "model"_a, "solver"_a = "nimba", "time_limit"_a = py::none(), "seed"_a = py::none(), "threads"_a = py::none(),
         "target"_a = py::none(), "topk"_a = 0,
-        "Minimises the model. time_limit defaults to 1 s for nimba and to none (a full enumeration) for "
-        "exhaustive. Ctrl-C stops the search: KeyboardInterrupt is raised with the best result as `.result`.");
+        "Minimises the model with solver nimba, tessix or exhaustive. time_limit defaults to 1 s, and to none "
+        "(a full enumeration) for exhaustive. Ctrl-C stops the search: KeyboardInterrupt is raised with the best result as `.result`.");
 }

@@ -80,6 +80,10 @@ VEXA_API void vexa_tessix_wrapper_set_callback(vexa_tessix_wrapper *w, vexa_sear
  * signal handler. A binary search stops only if the module takes the stop
  * byte. */
 VEXA_API void vexa_tessix_wrapper_terminate(vexa_tessix_wrapper *w);
+/* The number of GPUs the accelerated module can use: 0 in a build without
+ * its GPU side or on a machine without a device. A positive gpu_mode needs
+ * at least one. Loads the module (fatal if it is missing). */
+VEXA_API int32_t vexa_tessix_device_count(void);
 
 /* ---- results ---- */
 VEXA_API void vexa_nimba_solver_result_energy(const nimba_solver_result *r, vexa_bigint *out);

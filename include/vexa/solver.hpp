@@ -117,6 +117,9 @@ public:
 
     const Model &model() const noexcept { return model_; }
 
+    // The GPUs a positive gpu_mode can use; 0 where there are none.
+    static int device_count() { return vexa_tessix_device_count(); }
+
     // One search of a binary or an integer model. If the progress callable
     // threw, the search was stopped and the exception is rethrown here.
     Result search(const SearchOptions &options = {}) const {

@@ -252,6 +252,8 @@ void create_integer(vexa_tessix_wrapper &w) {
 
 namespace vexa {
 
+int32_t tessix_device_count() { return tessix_module().gpu_device_count(); }
+
 vexa_tessix_wrapper *tessix_wrapper_create(std::shared_ptr<ModelImpl> model, int32_t gpu_mode) {
     ProfileClock clock("  [Wrap] ");
     auto w = std::make_unique<vexa_tessix_wrapper>();

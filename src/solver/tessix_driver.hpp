@@ -42,4 +42,8 @@ void tessix_wrapper_set_callback(vexa_tessix_wrapper &w, vexa_search_callback ca
 // thread and from a signal handler.
 void tessix_wrapper_terminate(vexa_tessix_wrapper &w) noexcept;
 
+// The GPUs that the accelerated module sees (0 in a build without the GPU
+// side, or on a machine without a device). Loads the module.
+int32_t tessix_device_count();
+
 }  // namespace vexa

@@ -32,4 +32,6 @@ void vexa_tessix_wrapper_set_callback(vexa_tessix_wrapper *w, vexa_search_callba
 
 void vexa_tessix_wrapper_terminate(vexa_tessix_wrapper *w) { tessix_wrapper_terminate(*w); }
 
+int32_t vexa_tessix_device_count(void) { return tessix_device_count(); }
+
 }  // extern "C"

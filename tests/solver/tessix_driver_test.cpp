@@ -230,6 +230,17 @@ TEST_F(Tessix, GpuModeChoosesTheSide) {
     }
 }
 
+// The device count is the module's, asked afresh each time: what a caller
+// checks before demanding the GPU with a positive gpu_mode.
+TEST_F(Tessix, DeviceCountIsTheModules) {
+    EXPECT_EQ(vexa_tessix_device_count(), 0);
+    {
+        EnvScope two("MOCK_TESSIX_DEVICES", "2");
+        EXPECT_EQ(vexa_tessix_device_count(), 2);
+    }
+    EXPECT_EQ(vexa_tessix_device_count(), 0);
+}
+
 // ---- stop requests ----
 
 // A stop request from another thread ends a long search quickly; one made
