@@ -16,6 +16,8 @@
 namespace {
 
 using namespace vexa;
+using vexa::Model;
+using vexa::Sol;
 using Clock = std::chrono::steady_clock;
 double since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
 
@@ -98,7 +100,7 @@ TEST(TessixModule, AHintFromAnotherThreadBeatsTheSearch) {
     const uint64_t n = 48;
     const Vars x("s", n);
     Expr body;
-    Int target = 0;
+    int64_t target = 0;  // at most 48 weights below 2^50
     std::vector<int> chosen(n);
     for (uint64_t i = 0; i < n; ++i) {
         const int64_t w = static_cast<int64_t>(rng() >> 14);
@@ -135,7 +137,7 @@ TEST(TessixModule, BinarySearchesReachTheExhaustiveOptimum) {
         Expr e = random_cut(rng, x, 14, 30);
         Expr row;
         for (uint64_t i = 0; i < 14; i += 2) row += x[i];
-        const Model m = Model::from(e + cons(between(row, 2, 4)));
+        const Model m = Model::from(e + cons(between(2, row, 4)));
         const Result want = ExhaustiveSolver(m).search();
         const Result got = TessixSolver(m).search({.time_limit = 0.5, .seed = seed, .threads = 2,
                                                    .target_energy = want.energy()});
