@@ -547,7 +547,7 @@ TEST(Cli, AcceleratedSolverOnABinaryFile) {
     ASSERT_EQ(r.status, 0) << r.err;
     // f = 3 x0 + 2 x1 - x2 - 8 x0 x1 + 4 x1 x2 is largest at x = (0, 1, 1)
     const auto j = nlohmann::json::parse(r.out);
-    EXPECT_EQ(j["objective"], 5) << r.out;
+    EXPECT_EQ(j["objective"]["value"], 5) << r.out;
 }
 
 }  // namespace
