@@ -1,5 +1,6 @@
 #include "module_output.hpp"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -64,6 +65,12 @@ void info_free(vexa_info_pair *info) {
         std::free(p->value);
     }
     std::free(info);
+}
+
+std::string fixed_text(double v) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%f", v);
+    return buf;
 }
 
 }  // namespace vexa::mod

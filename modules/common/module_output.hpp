@@ -30,6 +30,9 @@ void module_list_destroy(void *list);
 
 using InfoPairs = std::vector<std::pair<std::string, std::string>>;
 
+// A number of seconds (or a rate) as an info value: printf's "%f".
+std::string fixed_text(double v);
+
 // A malloc'd array of malloc'd strings, ended by a null key.
 vexa_info_pair *info_to_c(const InfoPairs &pairs);
 void info_free(vexa_info_pair *info);

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
+#include <string_view>
 
 #include "canonical_model.hpp"
 #include "flip_model.hpp"
@@ -41,5 +43,23 @@ inline const char *arithmetic_name(const PreparedModel *p) {
 // search: what a search returns when its time ran out before the model was
 // prepared.
 void offer_zero_state(const ModelArrays &arrays, SearchShared &sh);
+
+// A module handle's prepared model (a handle with `mutex`, `arrays` and
+// `prepared`), built on first use; null when the search's time ran out (or it
+// was stopped) while preparing, and then not kept, so that the next search
+// prepares it again.
+template <class Handle>
+std::shared_ptr<const PreparedModel> prepared_of(std::string_view tag, Handle &h, SearchShared &sh) {
+    std::lock_guard<std::mutex> lock(h.mutex);
+    if (!h.prepared) h.prepared = prepare_model(tag, h.arrays, preparation_stop(h.arrays, sh));
+    return h.prepared;
+}
+
+// Forgets the prepared model: a constraint has changed the arrays.
+template <class Handle>
+void invalidate_prepared(Handle &h) {
+    std::lock_guard<std::mutex> lock(h.mutex);
+    h.prepared.reset();
+}
 
 }  // namespace vexa::mod

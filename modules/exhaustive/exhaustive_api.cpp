@@ -29,12 +29,6 @@ std::atomic<vexa_module_callback> g_callback{nullptr};
 
 const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p); }
 
-std::string fixed(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%f", v);
-    return buf;
-}
-
 }  // namespace
 
 extern "C" {
@@ -87,8 +81,8 @@ VEXA_API void *vexa_exhaustive_search(void *hp, ModuleSolution *best, const vexa
     // Cut short by the time limit or a stop request: the best is that of the
     // states visited. A complete search has no such pair.
     if (out.time_limit_reached || out.stop_requested) info.emplace_back("stopped_early", "1");
-    info.emplace_back("search_time", fixed(out.seconds));
-    info.emplace_back("states_per_second", fixed(out.seconds > 0 ? static_cast<double>(out.states) / out.seconds : 0.0));
+    info.emplace_back("search_time", fixed_text(out.seconds));
+    info.emplace_back("states_per_second", fixed_text(out.seconds > 0 ? static_cast<double>(out.states) / out.seconds : 0.0));
     if (out.list.truncated) info.emplace_back("list_truncated", "1");
     {
         std::lock_guard<std::mutex> lock(h->mutex);

@@ -20,26 +20,6 @@ std::atomic<vexa_module_callback> g_callback{nullptr};
 
 const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p); }
 
-// The prepared model of the handle, built on first use; null when the
-// search's time ran out (or it was stopped) while preparing, and then not
-// kept, so that the next search prepares it again.
-std::shared_ptr<const PreparedModel> prepared_of(NimbaHandle *h, SearchShared &sh) {
-    std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kNimbaTag, h->arrays, preparation_stop(h->arrays, sh));
-    return h->prepared;
-}
-
-void invalidate(NimbaHandle *h) {
-    std::lock_guard<std::mutex> lock(h->mutex);
-    h->prepared.reset();
-}
-
-std::string fixed(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%f", v);
-    return buf;
-}
-
 InfoPairs common_info(const SearchShared &sh, const char *algorithm, uint32_t threads, uint64_t seed,
                       const char *arithmetic) {
     InfoPairs info;
@@ -51,8 +31,8 @@ InfoPairs common_info(const SearchShared &sh, const char *algorithm, uint32_t th
     info.emplace_back("restarts", std::to_string(sh.restarts.load()));
     info.emplace_back("perturbations", std::to_string(sh.perturbations.load()));
     info.emplace_back("target_reached", sh.target_reached.load() ? "1" : "0");
-    info.emplace_back("best_time", fixed(sh.best_tts));
-    info.emplace_back("search_time", fixed(sh.clock.seconds()));
+    info.emplace_back("best_time", fixed_text(sh.best_tts));
+    info.emplace_back("search_time", fixed_text(sh.clock.seconds()));
     return info;
 }
 
@@ -96,7 +76,7 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     // The clock starts before the model is prepared: preparation is part of
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
-    const auto prep = prepared_of(h, sh);
+    const auto prep = prepared_of(kNimbaTag, *h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
     const SearchSchedule schedule;
@@ -176,7 +156,7 @@ VEXA_API void vexa_nimba_solver_add_constraint(void *hp, const void *weight, con
     add_constraint_record(kNimbaTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), 0, nullptr,
                           nullptr, nullptr, 0, nullptr, nullptr);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_nimba_solver_add_constraint_nl(void *hp, const void *weight, const void *lower,
@@ -190,7 +170,7 @@ VEXA_API void vexa_nimba_solver_add_constraint_nl(void *hp, const void *weight, 
     add_constraint_record(kNimbaTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), n_quad,
                           quad_head, quad_vars, as_coeff(quad_coeffs), 0, nullptr, nullptr);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_nimba_solver_add_constraint_set(void *hp, const void *weight, const void *lower,
@@ -203,13 +183,13 @@ VEXA_API void vexa_nimba_solver_add_constraint_set(void *hp, const void *weight,
     add_constraint_record(kNimbaTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), 0, nullptr,
                           nullptr, nullptr, n_allowed, as_coeff(allowed_low), as_coeff(allowed_high));
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_nimba_solver_set_cons_shape(void *hp, uint8_t shape_exponent, uint8_t shape_hinge) {
     auto *h = static_cast<NimbaHandle *>(hp);
     set_last_constraint_shape(kNimbaTag, h->arrays, shape_exponent, shape_hinge);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_nimba_solver_set_remainder(void *hp, const void *remainder_constant, uint64_t n_terms,

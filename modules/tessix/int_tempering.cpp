@@ -151,19 +151,7 @@ private:
             const double d = exact_to_double(scratch_.evaluate(v, cand));
             if (d > 0.0) up.push_back(d);
         }
-        double cold = hot / 100.0;
-        if (!up.empty()) {
-            std::nth_element(up.begin(), up.begin() + up.size() / 10, up.end());
-            cold = up[up.size() / 10] / sched_.cold_divisor;
-        }
-        if (!(cold < hot)) cold = hot / 10.0;
-        beta_.resize(replicas_);
-        at_.resize(replicas_);
-        for (uint32_t k = 0; k < replicas_; ++k) {
-            const double f = replicas_ == 1 ? 0.0 : static_cast<double>(k) / (replicas_ - 1);
-            beta_[k] = 1.0 / (cold * std::pow(hot / cold, f));
-            at_[k] = k;
-        }
+        build_ladder(hot, up, sched_, replicas_, beta_, at_);
     }
 
     bool sweep(IntState &s, double beta) {

@@ -131,19 +131,7 @@ private:
             const double g = exact_to_double(scratch_.gain[i]);
             if (g > 0.0) up.push_back(g);
         }
-        double cold = hot / 100.0;
-        if (!up.empty()) {
-            std::nth_element(up.begin(), up.begin() + up.size() / 10, up.end());
-            cold = up[up.size() / 10] / sched_.cold_divisor;
-        }
-        if (!(cold < hot)) cold = hot / 10.0;
-        beta_.resize(replicas_);
-        at_.resize(replicas_);
-        for (uint32_t k = 0; k < replicas_; ++k) {
-            const double f = replicas_ == 1 ? 0.0 : static_cast<double>(k) / (replicas_ - 1);
-            beta_[k] = 1.0 / (cold * std::pow(hot / cold, f));
-            at_[k] = k;
-        }
+        build_ladder(hot, up, sched_, replicas_, beta_, at_);
     }
 
     // ---- moves -------------------------------------------------------------
@@ -272,6 +260,23 @@ void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shar
         TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, thread_seed(seed, t), schedule);
         worker.run(stats);
     });
+}
+
+void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &schedule, uint32_t replicas,
+                  std::vector<double> &beta, std::vector<uint32_t> &at) {
+    double cold = hot / 100.0;
+    if (!up.empty()) {
+        std::nth_element(up.begin(), up.begin() + up.size() / 10, up.end());
+        cold = up[up.size() / 10] / schedule.cold_divisor;
+    }
+    if (!(cold < hot)) cold = hot / 10.0;
+    beta.resize(replicas);
+    at.resize(replicas);
+    for (uint32_t k = 0; k < replicas; ++k) {
+        const double f = replicas == 1 ? 0.0 : static_cast<double>(k) / (replicas - 1);
+        beta[k] = 1.0 / (cold * std::pow(hot / cold, f));
+        at[k] = k;
+    }
 }
 
 template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,

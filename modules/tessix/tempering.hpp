@@ -15,6 +15,7 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 #include <cstdint>
 
 #include "flip_model.hpp"
@@ -43,6 +44,14 @@ struct TemperingSchedule {
     uint32_t max_replicas = 32;
     uint64_t stagnation_rounds = 4000;  // rounds without a new ladder best before a restart
 };
+
+// The temperature ladder between the hot end and a cold end taken from the
+// uphill gains `up` seen at a local minimum (their tenth percentile over the
+// schedule's divisor; hot / 100 without any, and below hot in any case):
+// geometric inverse temperatures, slot 0 the coldest, each slot holding the
+// replica of its own index. `up` is reordered.
+void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &schedule, uint32_t replicas,
+                  std::vector<double> &beta, std::vector<uint32_t> &at);
 
 template <class T>
 void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,

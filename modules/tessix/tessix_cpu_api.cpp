@@ -28,26 +28,6 @@ const coeff_t *as_coeff(const void *p) { return static_cast<const coeff_t *>(p);
 
 TessixHandle *handle_of(void *h) { return static_cast<TessixHandle *>(h); }
 
-// The prepared model of the handle, built on first use; null when the
-// search's time ran out (or it was stopped) while preparing, and then not
-// kept, so that the next search prepares it again.
-std::shared_ptr<const PreparedModel> prepared_of(TessixHandle *h, SearchShared &sh) {
-    std::lock_guard<std::mutex> lock(h->mutex);
-    if (!h->prepared) h->prepared = prepare_model(kTessixTag, h->arrays, preparation_stop(h->arrays, sh));
-    return h->prepared;
-}
-
-void invalidate(TessixHandle *h) {
-    std::lock_guard<std::mutex> lock(h->mutex);
-    h->prepared.reset();
-}
-
-std::string fixed(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%f", v);
-    return buf;
-}
-
 InfoPairs search_info(const SearchShared &sh, const TemperingStats &st, uint32_t threads, uint64_t seed,
                       const char *arithmetic) {
     InfoPairs info;
@@ -64,8 +44,8 @@ InfoPairs search_info(const SearchShared &sh, const TemperingStats &st, uint32_t
     info.emplace_back("restarts", std::to_string(st.restarts.load()));
     info.emplace_back("hints", std::to_string(st.hints_taken.load()));
     info.emplace_back("target_reached", sh.target_reached.load() ? "1" : "0");
-    info.emplace_back("best_time", fixed(sh.best_tts));
-    info.emplace_back("search_time", fixed(sh.clock.seconds()));
+    info.emplace_back("best_time", fixed_text(sh.best_tts));
+    info.emplace_back("search_time", fixed_text(sh.clock.seconds()));
     if (sh.list.truncated) info.emplace_back("list_truncated", "1");
     return info;
 }
@@ -146,7 +126,7 @@ VEXA_API void *vexa_tessix_cpu_solver_search(void *hp, TessixSolution *best, uin
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
     announce_start(h->arrays, sh);
-    const auto prep = prepared_of(h, sh);
+    const auto prep = prepared_of(kTessixTag, *h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
     const uint64_t seed = resolve_seed(p);
     TemperingStats stats;
@@ -245,7 +225,7 @@ VEXA_API void vexa_tessix_cpu_add_constraint(void *hp, const void *weight, const
     add_constraint_record(kTessixTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), 0, nullptr, nullptr, nullptr, 0,
                           nullptr, nullptr);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_tessix_cpu_add_constraint_nl(void *hp, const void *weight, const void *lower,
@@ -257,7 +237,7 @@ VEXA_API void vexa_tessix_cpu_add_constraint_nl(void *hp, const void *weight, co
     add_constraint_record(kTessixTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), n_quad, quad_head, quad_vars,
                           as_coeff(quad_coeffs), 0, nullptr, nullptr);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_tessix_cpu_add_constraint_set(void *hp, const void *weight, const void *lower,
@@ -268,13 +248,13 @@ VEXA_API void vexa_tessix_cpu_add_constraint_set(void *hp, const void *weight, c
     add_constraint_record(kTessixTag, h->arrays, as_coeff(weight), as_coeff(lower), as_coeff(upper),
                           as_coeff(body_constant), n_vars, vars, as_coeff(coeffs), 0, nullptr, nullptr, nullptr,
                           n_allowed, as_coeff(allowed_low), as_coeff(allowed_high));
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_tessix_cpu_set_cons_shape(void *hp, uint8_t shape_exponent, uint8_t shape_hinge) {
     TessixHandle *h = handle_of(hp);
     set_last_constraint_shape(kTessixTag, h->arrays, shape_exponent, shape_hinge);
-    invalidate(h);
+    invalidate_prepared(*h);
 }
 
 VEXA_API void vexa_tessix_cpu_set_remainder(void *hp, const void *remainder_constant, uint64_t n_terms,

@@ -8,6 +8,7 @@
 #include "core/number_type.hpp"
 #include "energy_record.hpp"
 #include "exact_energy.hpp"
+#include "module_output.hpp"
 #include "packed_bits.hpp"
 #include "rng.hpp"
 #include "stopwatch.hpp"
@@ -15,12 +16,6 @@
 namespace vexa::tessix {
 
 namespace {
-
-std::string fixed(double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%f", v);
-    return buf;
-}
 
 bool stop_requested(const volatile uint8_t *stop) { return stop != nullptr && *stop != 0; }
 
@@ -183,8 +178,8 @@ BinaryOutcome binary_search(BinaryHandle &h, const mod::SearchParams &p, vexa_mo
     out.info.emplace_back("sweeps", std::to_string(sweeps));
     out.info.emplace_back("seed", std::to_string(seed));
     out.info.emplace_back("arithmetic", "int64");
-    out.info.emplace_back("best_time", fixed(out.tts));
-    out.info.emplace_back("search_time", fixed(clock.seconds()));
+    out.info.emplace_back("best_time", mod::fixed_text(out.tts));
+    out.info.emplace_back("search_time", mod::fixed_text(clock.seconds()));
     return out;
 }
 
