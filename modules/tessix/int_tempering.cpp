@@ -63,13 +63,7 @@ public:
             calibrate();
             anneal();
         }
-        stats.sweeps.fetch_add(sweeps_);
-        stats.flips.fetch_add(flips_);
-        stats.swap_tries.fetch_add(swap_tries_);
-        stats.swaps.fetch_add(swaps_);
-        stats.descents.fetch_add(descents_);
-        stats.restarts.fetch_add(restarts_);
-        stats.hints_taken.fetch_add(hints_taken_);
+        counts_.add_to(stats);
     }
 
 private:
@@ -99,7 +93,7 @@ private:
 
     void inject_hint() {
         if (hint_bits_.size() < words_.size() || hint_ints_.size() != ints_.size()) return;
-        ++hints_taken_;
+        ++counts_.hints_taken;
         IntState &cold = reps_[at_.empty() ? 0 : at_[0]];
         for (uint32_t i = 0; i < m_.nb; ++i) cold.x[i] = (hint_bits_[i / 64] >> (i % 64)) & 1u;
         for (uint32_t k = 0; k < ints_.size(); ++k) cold.x[m_.nb + k] = hint_ints_[k];
@@ -168,10 +162,10 @@ private:
             }
             if (take) {
                 s.apply(v, cand, delta);
-                ++flips_;
+                ++counts_.flips;
             }
         }
-        ++sweeps_;
+        ++counts_.sweeps;
         return true;
     }
 
@@ -209,18 +203,18 @@ private:
 
     void exchange(uint64_t round) {
         for (uint32_t k = static_cast<uint32_t>(round & 1u); k + 1 < replicas_; k += 2) {
-            ++swap_tries_;
+            ++counts_.swap_tries;
             const double d =
                 (beta_[k] - beta_[k + 1]) * exact_to_double(coeff_t(reps_[at_[k]].energy - reps_[at_[k + 1]].energy));
             if (d >= 0.0 || rng_.unit() < std::exp(d)) {
                 std::swap(at_[k], at_[k + 1]);
-                ++swaps_;
+                ++counts_.swaps;
             }
         }
     }
 
     void restart() {
-        ++restarts_;
+        ++counts_.restarts;
         for (IntState &s : reps_) {
             s.randomize(rng_);
             s.recompute();
@@ -237,7 +231,7 @@ private:
             }
             exchange(round);
             scratch_ = reps_[at_[0]];
-            ++descents_;
+            ++counts_.descents;
             if (!descend(scratch_)) return;
             offer(scratch_, false, true);
             if (++stale_rounds_ > sched_.stagnation_rounds) restart();
@@ -261,7 +255,7 @@ private:
     coeff_t thread_best_;
     bool collect_equal_ = false;
     uint64_t stale_rounds_ = 0;
-    uint64_t sweeps_ = 0, flips_ = 0, swap_tries_ = 0, swaps_ = 0, descents_ = 0, restarts_ = 0, hints_taken_ = 0;
+    TemperingCounts counts_;
 };
 
 }  // namespace

@@ -44,13 +44,7 @@ public:
             calibrate();
             anneal();
         }
-        stats.sweeps.fetch_add(sweeps_);
-        stats.flips.fetch_add(flips_);
-        stats.swap_tries.fetch_add(swap_tries_);
-        stats.swaps.fetch_add(swaps_);
-        stats.descents.fetch_add(descents_);
-        stats.restarts.fetch_add(restarts_);
-        stats.hints_taken.fetch_add(hints_taken_);
+        counts_.add_to(stats);
     }
 
 private:
@@ -92,7 +86,7 @@ private:
 
     void inject_hint() {
         if (hint_bits_.size() < words_.size()) return;
-        ++hints_taken_;
+        ++counts_.hints_taken;
         FlipState<T> &cold = reps_[at_.empty() ? 0 : at_[0]];
         unpack_bits(hint_bits_.data(), n_, x_.data());
         cold.load(x_.data());
@@ -150,10 +144,10 @@ private:
             }
             if (take) {
                 s.flip(i);
-                ++flips_;
+                ++counts_.flips;
             }
         }
-        ++sweeps_;
+        ++counts_.sweeps;
         return !poll();
     }
 
@@ -182,18 +176,18 @@ private:
     // the joint distribution; even and odd pairs alternate by round.
     void exchange(uint64_t round) {
         for (uint32_t k = static_cast<uint32_t>(round & 1u); k + 1 < replicas_; k += 2) {
-            ++swap_tries_;
+            ++counts_.swap_tries;
             const T de = reps_[at_[k]].energy - reps_[at_[k + 1]].energy;
             const double d = (beta_[k] - beta_[k + 1]) * exact_to_double(de);
             if (d >= 0.0 || rng_.unit() < std::exp(d)) {
                 std::swap(at_[k], at_[k + 1]);
-                ++swaps_;
+                ++counts_.swaps;
             }
         }
     }
 
     void restart() {
-        ++restarts_;
+        ++counts_.restarts;
         for (FlipState<T> &s : reps_) randomize(s);
         // Every other restart keeps the shared best in the coldest slot.
         if (rng_.next() & 1u) {
@@ -219,7 +213,7 @@ private:
             }
             exchange(round);
             scratch_ = reps_[at_[0]];
-            ++descents_;
+            ++counts_.descents;
             if (!descend(scratch_)) return;
             offer(scratch_.x, scratch_.energy, false, true);
             if (++stale_rounds_ > sched_.stagnation_rounds) restart();
@@ -247,7 +241,7 @@ private:
     ListGate gate_;
     bool collect_equal_ = false, collect_optima_ = false;
     uint64_t stale_rounds_ = 0, polls_ = 0;
-    uint64_t sweeps_ = 0, flips_ = 0, swap_tries_ = 0, swaps_ = 0, descents_ = 0, restarts_ = 0, hints_taken_ = 0;
+    TemperingCounts counts_;
 };
 
 }  // namespace

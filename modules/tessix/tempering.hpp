@@ -15,8 +15,8 @@
 #pragma once
 
 #include <atomic>
-#include <vector>
 #include <cstdint>
+#include <vector>
 
 #include "flip_model.hpp"
 #include "hint_box.hpp"
@@ -33,6 +33,21 @@ struct TemperingStats {
     std::atomic<uint64_t> restarts{0};     // ladder restarts after stagnation
     std::atomic<uint64_t> hints_taken{0};  // hints loaded into a ladder
     std::atomic<uint32_t> replicas{0};
+};
+
+// One thread's counts, added to the shared statistics once, when it ends.
+struct TemperingCounts {
+    uint64_t sweeps = 0, flips = 0, swap_tries = 0, swaps = 0, descents = 0, restarts = 0, hints_taken = 0;
+
+    void add_to(TemperingStats &stats) const {
+        stats.sweeps.fetch_add(sweeps);
+        stats.flips.fetch_add(flips);
+        stats.swap_tries.fetch_add(swap_tries);
+        stats.swaps.fetch_add(swaps);
+        stats.descents.fetch_add(descents);
+        stats.restarts.fetch_add(restarts);
+        stats.hints_taken.fetch_add(hints_taken);
+    }
 };
 
 // Settings shared by every model; nothing depends on the instance beyond
