@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "allocator_settings.hpp"
 #include "common/measure.hpp"
 #include "problem_expr.hpp"
 #include "readers/readers.hpp"
@@ -130,6 +131,7 @@ void run_case(const Case &c, const std::string &path) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    vexa::cli::keep_big_blocks_mapped();  // as the tool does
     const std::string dir = argc > 1 ? argv[1] : "/tmp/vexa_loading";
     std::filesystem::create_directories(dir);
     std::printf("%-11s %9s %10s %8s %8s %8s %8s %9s %9s\n", "case", "variables", "terms", "read s", "model s",

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "core/block_alloc.hpp"
@@ -34,5 +36,32 @@ struct HugePageAllocator {
 
 template <class T>
 using HugeVector = std::vector<T, HugePageAllocator<T>>;
+
+// The same allocator, but resize() leaves new elements of trivial types
+// uninitialised: for buffers whose every slot is written before it is read,
+// where zero-filling first would touch (and fault in) all their pages on one
+// thread.
+template <class T>
+struct UninitHugePageAllocator : HugePageAllocator<T> {
+    template <class U>
+    struct rebind {
+        using other = UninitHugePageAllocator<U>;
+    };
+    UninitHugePageAllocator() noexcept = default;
+    template <class U>
+    UninitHugePageAllocator(const UninitHugePageAllocator<U> &) noexcept {}  // NOLINT: rebinding is implicit
+
+    template <class U>
+    void construct(U *p) noexcept(std::is_nothrow_default_constructible_v<U>) {
+        ::new (static_cast<void *>(p)) U;
+    }
+    template <class U, class... Args>
+    void construct(U *p, Args &&...args) {
+        ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+    }
+};
+
+template <class T>
+using HugeScratch = std::vector<T, UninitHugePageAllocator<T>>;
 
 }  // namespace vexa

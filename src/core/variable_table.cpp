@@ -1,5 +1,6 @@
 #include "core/variable_table.hpp"
 
+#include <algorithm>
 #include <atomic>
 
 #include "core/fatal.hpp"
@@ -43,9 +44,10 @@ uint32_t new_var(const char *name) {
     VariableTable &table = VariableTable::instance();
     std::string entry = stored_name(name);
     std::lock_guard<std::mutex> lock(table.mutex);
-    if (table.names.size() >= kIndexSpace) fatal(kExhausted);
-    table.names.push_back(std::move(entry));
-    return static_cast<uint32_t>(table.names.size() - 1);
+    if (table.count >= kIndexSpace) fatal(kExhausted);
+    const auto index = static_cast<uint32_t>(table.count++);
+    table.singles.emplace_back(index, std::move(entry));
+    return index;
 }
 
 uint32_t new_var_array(const char *name, const uint64_t *dims, uint64_t ndims) {
@@ -53,9 +55,9 @@ uint32_t new_var_array(const char *name, const uint64_t *dims, uint64_t ndims) {
     const uint64_t requested = shape_product(dims, ndims);
     std::string entry = stored_name(name);
     std::lock_guard<std::mutex> lock(table.mutex);
-    const uint64_t first = table.names.size();
+    const uint64_t first = table.count;
     if (requested > kIndexSpace || first + requested > kIndexSpace) fatal(kExhausted);
-    table.names.resize(first + requested);
+    table.count = first + requested;
     table.groups.push_back(VarGroup{static_cast<uint32_t>(first), requested, std::move(entry),
                                     std::vector<uint64_t>(dims, dims + ndims)});
     return static_cast<uint32_t>(first);
@@ -71,7 +73,7 @@ uint64_t add_aux_group(const char *name, const uint64_t *dims, uint64_t ndims) {
     return position;
 }
 
-uint64_t var_count() { return VariableTable::instance().names.size(); }
+uint64_t var_count() { return VariableTable::instance().count; }
 
 void append_indices(std::string &out, uint64_t offset, const std::vector<uint64_t> &dims) {
     std::vector<uint64_t> digits(dims.size());
@@ -89,7 +91,7 @@ const char *var_str(uint32_t code) {
     const VariableTable &table = VariableTable::instance();
     const bool negated = literal_negated(code);
     const uint64_t index = literal_var_index(code);
-    if (index >= table.names.size()) return "?";
+    if (index >= table.count) return "?";
     for (const VarGroup &group : table.groups) {
         if (index >= group.first && index - group.first < group.count) {
             std::string &buffer = text_buffer<VarStrTag>();
@@ -98,16 +100,18 @@ const char *var_str(uint32_t code) {
             return buffer.c_str();
         }
     }
-    const std::string &entry = table.names[index];
-    if (entry.empty()) return "?";
-    return entry.c_str() + (negated ? 0 : 1);
+    const auto it = std::lower_bound(table.singles.begin(), table.singles.end(), index,
+                                     [](const auto &single, uint64_t i) { return single.first < i; });
+    if (it == table.singles.end() || it->first != index || it->second.empty()) return "?";
+    return it->second.c_str() + (negated ? 0 : 1);
 }
 
 void var_reset() {
     {
         VariableTable &table = VariableTable::instance();
         std::lock_guard<std::mutex> lock(table.mutex);
-        table.names.clear();
+        table.count = 0;
+        table.singles.clear();
         table.groups.clear();
         table.aux_groups.clear();
     }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexa {
@@ -19,11 +20,14 @@ struct VarGroup {
     std::vector<uint64_t> dims;
 };
 
-// names[i] is "~" + name of variable i, so one string serves both literals:
-// the negated literal's text is the entry, the plain one the entry from its
-// second character. Array elements store "" and take their text from a group.
+// Variables are numbered in creation order; `count` of them so far. A
+// variable made alone keeps its name in `singles` as "~" + name, so one
+// string serves both literals: the negated literal's text is the entry, the
+// plain one the entry from its second character. Array elements keep no
+// string of their own and take their text from their group.
 struct VariableTable {
-    std::vector<std::string> names;
+    uint64_t count = 0;
+    std::vector<std::pair<uint32_t, std::string>> singles;  // by index
     std::vector<VarGroup> groups;
     std::vector<VarGroup> aux_groups;
     std::mutex mutex;

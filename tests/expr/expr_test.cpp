@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <vector>
 
 #include "support/expr_util.hpp"
 #include "vexa/var.h"
@@ -60,6 +61,39 @@ TEST_F(Exprs, BulkTermsGoToTheTailEvenWithAnEmptyHead) {
     EXPECT_EQ(constant_of(e.get()), 5);
     vexa_expr_iadd_terms_bulk(e.get(), In(1).get(), 0, nullptr, nullptr, nullptr);
     EXPECT_EQ(constant_of(e.get()), 6);
+}
+
+// A bulk big enough to be built by several threads: each term still gets the
+// variables that follow those of the terms before it.
+TEST_F(Exprs, LargeBulksPairEveryTermWithItsOwnVariables) {
+    const uint64_t n = 50001;
+    std::vector<In> values;
+    std::vector<vexa_bigint> coeffs;
+    std::vector<uint32_t> counts, vars;
+    const uint32_t pool[3] = {x, y, z};
+    for (uint64_t i = 0; i < n; ++i) counts.push_back(static_cast<uint32_t>((i * 7 + i / 3) % 3));
+    values.reserve(n);
+    for (uint64_t i = 0; i < n; ++i) {
+        values.emplace_back(static_cast<long long>(i) - 25000);
+        coeffs.push_back(*values.back().get());
+        for (uint32_t k = 0; k < counts[i]; ++k) vars.push_back(pool[(i + k) % 3]);
+    }
+    ExprPtr e(vexa_expr_create_from_bulk(In(0).get(), n, coeffs.data(), counts.data(), vars.data()));
+    ASSERT_EQ(vexa_expr_term_count(e.get()), n);
+    for (uint64_t i = 0; i < n; ++i) {
+        const TermImpl *t = vexa_expr_term_at(e.get(), i);
+        ASSERT_EQ(t->vars.degree(), counts[i]) << i;
+        for (uint32_t k = 0; k < counts[i]; ++k) {
+            // a product keeps its variables in order, so compare as sets of two
+            const uint32_t want = pool[(i + k) % 3];
+            const bool found = t->vars.slot[0] == want || (counts[i] == 2 && t->vars.slot[1] == want);
+            ASSERT_TRUE(found) << "term " << i;
+        }
+        Out coeff;
+        uint64_t packed = 0, spare = 0;
+        vexa_expr_term_at_data(e.get(), i, &coeff, &packed, &spare);
+        ASSERT_EQ(coeff.value(), static_cast<long long>(i) - 25000) << i;
+    }
 }
 
 TEST_F(Exprs, BulkWithTooManyLiteralsThrowsAndKeepsTheSize) {

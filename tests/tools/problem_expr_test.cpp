@@ -104,4 +104,40 @@ TEST(ProblemEnergy, WideWeightsAndHandedOverProblems) {
     }
 }
 
+// Past a million entries the ordering and the copying into the bulk arrays
+// are shared by threads; the model is the same with one thread and with
+// several, and still the negated objective, wide weights and zeros included.
+TEST(ProblemEnergy, ThreadCountsBuildTheSameModel) {
+    using vexa::cli::test::cpp_int;
+    const uint64_t seed = 2718;
+    std::mt19937_64 rng(seed);
+    for (const Format f : {Format::qubo, Format::gset}) {
+        SCOPED_TRACE(std::string("seed 2718, ") + format_name(f));
+        const uint32_t n = 4000;
+        Problem p = test::random_problem(rng, f, n, 1100000);
+        for (std::size_t k = 0; k < p.entries.size(); k += 9973) {
+            p.entries[k].w = vexa::Int(k % 2 ? "-170141183460469231731687303715884105727" : "4611686018427387904");
+        }
+        std::vector<std::vector<int>> points(3, std::vector<int>(n));
+        for (auto &x : points) {
+            for (int &v : x) v = static_cast<int>(rng() % 2);
+        }
+        std::vector<std::pair<uint64_t, uint64_t>> counts;
+        for (const char *threads : {"1", "3"}) {
+            const test::ThreadsEnv env(threads);
+            const ProblemEnergy pe = build_energy(p);
+            const vexa::Model model(pe.energy);
+            counts.emplace_back(model.term_count(1), model.term_count(2));
+            for (const auto &x : points) {
+                vexa::Sol sol(model);
+                for (uint64_t k = 0; k < pe.used.size(); ++k) {
+                    if (sol.has(pe.vars[k])) sol.set(pe.vars[k], x[pe.used[k]]);
+                }
+                ASSERT_EQ(sol.comp_energy().to_cpp_int(), cpp_int(-test::objective(p, x))) << threads;
+            }
+        }
+        EXPECT_EQ(counts[0], counts[1]);
+    }
+}
+
 }  // namespace

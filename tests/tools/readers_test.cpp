@@ -2,6 +2,8 @@
 // with which message, and a round trip of random problems through each format.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "readers/readers.hpp"
 #include "tools/tool_util.hpp"
 
@@ -185,6 +187,35 @@ TEST(Input, StreamsLargeFilesAsTheyAreInMemory) {
             ASSERT_EQ(back.entries[k].j, p.entries[k].j) << k;
             ASSERT_EQ(back.entries[k].w, p.entries[k].w) << k;
         }
+    }
+}
+
+// A big body is cut into parts that threads parse at once: whatever the
+// thread count, the entries come out in file order, and a fault late in the
+// file is reported at its own line.
+TEST(QuboReader, ThreadsParseBigBodiesInFileOrderWithTrueLineNumbers) {
+    std::mt19937_64 rng(31337);
+    const Problem p = test::random_problem(rng, Format::qubo, 3000, 400000);
+    const std::string text = test::write_problem(p, true, &rng);
+    ASSERT_GT(text.size(), std::size_t(4) << 20);  // parts of a megabyte and more
+    // A fourth field on the entry line that starts past three quarters of a
+    // plain copy of the file.
+    const std::string plain = test::write_problem(p);
+    const std::size_t at = plain.find('\n', plain.size() * 3 / 4) + 1;
+    const auto line = static_cast<uint64_t>(std::count(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(at), '\n')) + 1;
+    const std::string bad = plain.substr(0, at) + "7 " + plain.substr(at);
+    for (const char *threads : {"1", "2", "5"}) {
+        SCOPED_TRACE(std::string("seed 31337, threads ") + threads);
+        const test::ThreadsEnv env(threads);
+        const Problem back = read_qubo(text, "f");
+        ASSERT_EQ(back.entries.size(), p.entries.size());
+        for (std::size_t k = 0; k < p.entries.size(); ++k) {
+            ASSERT_EQ(back.entries[k].i, p.entries[k].i) << k;
+            ASSERT_EQ(back.entries[k].j, p.entries[k].j) << k;
+            ASSERT_EQ(back.entries[k].w, p.entries[k].w) << k;
+        }
+        EXPECT_EQ(error_of([&] { read_qubo(bad, "f"); }),
+                  "f:" + std::to_string(line) + ": expected 'i j w', found 4 fields");
     }
 }
 

@@ -9,6 +9,7 @@
 #include <boost/multiprecision/cpp_int.hpp>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -80,6 +81,25 @@ inline cpp_int objective(const Problem &p, const std::vector<int> &x) {
     }
     return total;
 }
+
+// Sets VEXA_NUM_THREADS for the life of the guard and puts it back after.
+class ThreadsEnv {
+public:
+    explicit ThreadsEnv(const char *count) {
+        if (const char *old = std::getenv("VEXA_NUM_THREADS")) old_ = old;
+        setenv("VEXA_NUM_THREADS", count, 1);
+    }
+    ~ThreadsEnv() {
+        if (old_) {
+            setenv("VEXA_NUM_THREADS", old_->c_str(), 1);
+        } else {
+            unsetenv("VEXA_NUM_THREADS");
+        }
+    }
+
+private:
+    std::optional<std::string> old_;
+};
 
 // A scratch directory of its own for each test and process (the suite runs
 // twice at once, with one and with all threads), removed at the end.

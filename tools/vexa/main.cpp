@@ -34,10 +34,12 @@
 #include <string>
 #include <vector>
 
+#include "allocator_settings.hpp"
 #include "interrupt.hpp"
 #include "lp_model.hpp"
 #include "problem_expr.hpp"
 #include "progress.hpp"
+#include "readers/parallel_parts.hpp"
 #include "readers/lp.hpp"
 #include "readers/readers.hpp"
 #include "report.hpp"
@@ -61,7 +63,6 @@ constexpr int kInputError = 2;
 constexpr uint64_t kExhaustiveLimit = 40;
 // A year of search: longer limits are typing mistakes.
 constexpr double kMaxTimeLimit = 31536000.0;
-constexpr uint32_t kMaxThreads = 4096;
 
 struct Settings {
     std::string file;
@@ -141,16 +142,6 @@ std::string module_path(const std::string &solver) {
     return dir + (solver == "nimba" ? "nimbasolver_cppint.so" : "exhaustive_cppint.so");
 }
 
-// The search threads when --threads is not given: VEXA_NUM_THREADS when it
-// holds a count above 0, else the solver's own choice (every core).
-std::optional<uint32_t> default_threads() {
-    const char *env = std::getenv("VEXA_NUM_THREADS");
-    if (env == nullptr) return std::nullopt;
-    const long v = std::strtol(env, nullptr, 10);
-    if (v <= 0) return std::nullopt;
-    return static_cast<uint32_t>(std::min<long>(v, kMaxThreads));
-}
-
 // The search settings from the options, each checked before any file is read.
 vexa::SearchOptions search_options(const Settings &s) {
     vexa::SearchOptions o;
@@ -160,7 +151,7 @@ vexa::SearchOptions search_options(const Settings &s) {
     // solver to the 10 seconds its progress line announces.
     if (!s.time_limit && (s.solver == "tessix" || s.solver == "portfolio")) o.time_limit = 10.0;
     o.threads = s.threads ? std::optional<uint32_t>(static_cast<uint32_t>(whole_number("--threads", *s.threads, 1, kMaxThreads)))
-                          : default_threads();
+                          : env_threads();
     if (s.seed) {
         const uint64_t seed = whole_number("--seed", *s.seed, 0, UINT64_MAX);
         if (!exhaustive) o.seed = seed;
@@ -625,6 +616,7 @@ std::string version_text() {
 }  // namespace
 
 int main(int argc, char **argv) {
+    keep_big_blocks_mapped();
     CLI::App app{"vexa: solves QUBO, Max-Cut and integer linear problems with exact integer energies"};
     app.require_subcommand(0, 1);
     bool version = false;

@@ -7,6 +7,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "readers/parallel_parts.hpp"
+
 namespace vexa::cli {
 
 namespace {
@@ -54,13 +56,19 @@ struct IndexMap {
 
 // The arrays of one bulk creation. Coefficients live in `limbs` (one word
 // each) or, when wider, in `wide`; the records point there, and never into
-// the problem, which may be gone before the expression is made.
+// the problem, which may be gone before the expression is made. The arrays
+// are not zero-filled: every slot is written before the library reads it.
 struct BulkTerms {
-    HugeVector<vexa_bigint> coeffs;
-    HugeVector<uint32_t> counts;
-    HugeVector<uint32_t> vars;
-    HugeVector<uint64_t> limbs;
+    HugeScratch<vexa_bigint> coeffs;
+    HugeScratch<uint32_t> counts;
+    HugeScratch<uint32_t> vars;
+    HugeScratch<uint64_t> limbs;
     std::deque<Int> wide;
+
+    // Where a run of pair terms starts in each array.
+    struct PairSlots {
+        std::size_t term = 0, var = 0, limb = 0;
+    };
 
     void reserve(std::size_t terms, std::size_t computed) {
         coeffs.reserve(terms);
@@ -74,21 +82,36 @@ struct BulkTerms {
         counts.push_back(1);
         vars.push_back(a);
     }
-    void add(const Int &w, bool negate, uint32_t a, uint32_t b) {
-        coeffs.push_back(vexa_bigint{negate ? -w.sign() : w.sign(), w.limb_count(), const_cast<uint64_t *>(w.limbs())});
-        counts.push_back(2);
-        vars.push_back(a);
-        vars.push_back(b);
-    }
     // A coefficient wider than a word, kept here for the records to point at.
     const Int &keep(cpp_int v) { return wide.emplace_back(std::move(v)); }
     const Int &keep(const Int &v) { return wide.emplace_back(v); }
-    void add_value(int32_t sign, uint64_t magnitude, uint32_t a, uint32_t b) {
+    void add_value(int32_t sign, uint64_t magnitude, uint32_t a) {
         limbs.push_back(magnitude);
         coeffs.push_back(vexa_bigint{sign, 1, &limbs.back()});
-        counts.push_back(b == kNone ? 1 : 2);
+        counts.push_back(1);
         vars.push_back(a);
-        if (b != kNone) vars.push_back(b);
+    }
+    // Room for `terms` terms of two variables after those added so far; the
+    // slots are then written with set_pair, from any thread, in any order.
+    PairSlots grow_pairs(std::size_t terms) {
+        const PairSlots at{coeffs.size(), vars.size(), limbs.size()};
+        if (limbs.size() + terms > limbs.capacity()) throw std::logic_error("bulk limbs reserved too short");
+        coeffs.resize(at.term + terms);
+        counts.resize(at.term + terms);
+        vars.resize(at.var + 2 * terms);
+        limbs.resize(at.limb + terms);
+        return at;
+    }
+    // Pair term q of a run: sign * magnitude * a * b (sign 0 for a zero).
+    void set_pair(const PairSlots &at, uint64_t q, int32_t sign, uint64_t magnitude, uint32_t a, uint32_t b) {
+        limbs[at.limb + q] = magnitude;
+        set_pair(at, q, vexa_bigint{sign, sign != 0 ? 1u : 0u, &limbs[at.limb + q]}, a, b);
+    }
+    void set_pair(const PairSlots &at, uint64_t q, const vexa_bigint &coeff, uint32_t a, uint32_t b) {
+        coeffs[at.term + q] = coeff;
+        counts[at.term + q] = 2;
+        vars[at.var + 2 * q] = a;
+        vars[at.var + 2 * q + 1] = b;
     }
 };
 
@@ -96,7 +119,8 @@ struct BulkTerms {
 // terms into: diagonal ones by position, then the others by their smaller
 // position and then the larger. On input in this order the library's sort
 // has next to nothing to do. A counting sort on the smaller position, then a
-// sort of each (short) bucket.
+// sort of each (short) bucket; a big file is counted, placed and sorted by
+// several threads, each over its own share of the entries.
 struct EntryOrder {
     // The weight travels with the pair while it fits 62 bits (so that twice
     // it still fits 64): reading it back from the entry would be one cache
@@ -107,67 +131,131 @@ struct EntryOrder {
         uint32_t k;   // the entry
         int64_t w;    // its weight, or kWide
     };
-    HugeVector<uint32_t> diagonal;  // entries, by position
-    HugeVector<Pair> pairs;
+    std::vector<uint32_t> diagonal;  // entries, by position
+    HugeScratch<Pair> pairs;
     std::vector<uint32_t> bucket_end;  // pairs of smaller position lo end at bucket_end[lo]
+
+    // The smaller position of pair q.
+    uint32_t lo_of(uint64_t q) const {
+        return static_cast<uint32_t>(std::upper_bound(bucket_end.begin(), bucket_end.end(), q) - bucket_end.begin());
+    }
 };
 
 EntryOrder order_entries(const Problem &p, const IndexMap &map) {
     if (p.entries.size() >= UINT32_MAX) throw std::length_error("more than 2^32 entries");
     const std::size_t n = map.used.size();
-    std::vector<uint32_t> diag_next(n + 1, 0);
+    const uint64_t m = p.entries.size();
+    // Each part keeps a counter per position: no more parts than the entries
+    // pay for.
+    const uint32_t parts = static_cast<uint32_t>(std::min<uint64_t>(part_count(m), std::max<uint64_t>(1, m / (n + 1))));
+    std::vector<std::vector<uint32_t>> next(parts);     // per part, per smaller position: its next slot
+    std::vector<std::vector<uint64_t>> diag(parts);     // per part: position << 32 | entry, in file order
+    run_parts(parts, [&](uint32_t part) {
+        const auto [begin, end] = part_range(m, parts, part);
+        std::vector<uint32_t> &count = next[part];
+        count.assign(n, 0);
+        for (uint64_t k = begin; k < end; ++k) {
+            const Entry &e = p.entries[k];
+            const uint64_t a = map.position(e.i), b = map.position(e.j);
+            if (a == b) {
+                diag[part].push_back(a << 32 | k);
+            } else {
+                ++count[std::min(a, b)];
+            }
+        }
+    });
     EntryOrder o;
-    o.bucket_end.assign(n + 1, 0);
-    for (const Entry &e : p.entries) {
-        const uint64_t a = map.position(e.i), b = map.position(e.j);
-        ++(a == b ? diag_next[a + 1] : o.bucket_end[std::min(a, b) + 1]);
-    }
+    // Slots: bucket by bucket, and inside a bucket part by part, so that
+    // entries of one pair keep their file order.
+    o.bucket_end.resize(n);
+    uint32_t run = 0;
     for (std::size_t v = 0; v < n; ++v) {
-        diag_next[v + 1] += diag_next[v];
-        o.bucket_end[v + 1] += o.bucket_end[v];
+        for (uint32_t part = 0; part < parts; ++part) {
+            const uint32_t c = next[part][v];
+            next[part][v] = run;
+            run += c;
+        }
+        o.bucket_end[v] = run;
     }
-    o.diagonal.resize(diag_next[n]);
-    o.pairs.resize(o.bucket_end[n]);
-    // bucket_end[v] is where bucket v starts; placing moves it to its end.
-    for (uint32_t k = 0; k < p.entries.size(); ++k) {
-        const Entry &e = p.entries[k];
-        const uint64_t a = map.position(e.i), b = map.position(e.j);
-        if (a == b) {
-            o.diagonal[diag_next[a]++] = k;
-        } else {
+    o.pairs.resize(run);
+    run_parts(parts, [&](uint32_t part) {
+        const auto [begin, end] = part_range(m, parts, part);
+        std::vector<uint32_t> &slot = next[part];
+        for (uint64_t k = begin; k < end; ++k) {
+            const Entry &e = p.entries[k];
+            const uint64_t a = map.position(e.i), b = map.position(e.j);
+            if (a == b) continue;
             constexpr int64_t kLimit = int64_t(1) << 62;
             const int64_t v = e.w.fits_int64() ? e.w.to_int64() : EntryOrder::kWide;
             const bool small = v > -kLimit && v < kLimit;
-            o.pairs[o.bucket_end[std::min(a, b)]++] =
-                EntryOrder::Pair{static_cast<uint32_t>(std::max(a, b)), k, small ? e.w.to_int64() : EntryOrder::kWide};
+            o.pairs[slot[std::min(a, b)]++] = EntryOrder::Pair{static_cast<uint32_t>(std::max(a, b)),
+                                                                static_cast<uint32_t>(k), small ? v : EntryOrder::kWide};
         }
-    }
-    o.bucket_end.pop_back();
-    uint32_t begin = 0;
-    for (const uint32_t end : o.bucket_end) {
-        const auto first = o.pairs.begin() + begin, last = o.pairs.begin() + end;
+        std::vector<uint32_t>().swap(slot);
+    });
+    // Each part sorts the buckets of its share of the pairs.
+    run_parts(parts, [&](uint32_t part) {
+        const auto [q0, q1] = part_range(o.pairs.size(), parts, part);
+        if (q0 == q1) return;
         const auto by_hi = [](const EntryOrder::Pair &x, const EntryOrder::Pair &y) { return x.hi < y.hi; };
-        if (!std::is_sorted(first, last, by_hi)) std::sort(first, last, by_hi);
-        begin = end;
+        // The buckets that start in [q0, q1): from the first whose start,
+        // the end of the one before, is at least q0.
+        uint64_t lo = q0 == 0 ? 0
+                              : 1 + static_cast<uint64_t>(std::lower_bound(o.bucket_end.begin(), o.bucket_end.end(), q0) -
+                                                          o.bucket_end.begin());
+        for (uint64_t begin = lo == 0 ? 0 : o.bucket_end[lo - 1]; lo < n && begin < q1; ++lo) {
+            const uint64_t end = o.bucket_end[lo];
+            const auto first = o.pairs.begin() + static_cast<std::ptrdiff_t>(begin);
+            const auto last = o.pairs.begin() + static_cast<std::ptrdiff_t>(end);
+            if (!std::is_sorted(first, last, by_hi)) std::sort(first, last, by_hi);
+            begin = end;
+        }
+    });
+    // The diagonal: a counting sort of the (few) diagonal entries.
+    std::vector<uint32_t> diag_next(n + 1, 0);
+    for (const auto &d : diag) {
+        for (const uint64_t x : d) ++diag_next[(x >> 32) + 1];
+    }
+    for (std::size_t v = 0; v < n; ++v) diag_next[v + 1] += diag_next[v];
+    o.diagonal.resize(diag_next[n]);
+    for (const auto &d : diag) {
+        for (const uint64_t x : d) o.diagonal[diag_next[x >> 32]++] = static_cast<uint32_t>(x);
     }
     return o;
 }
 
-// Calls f(lo, hi, pair) for the off-diagonal entries in canonical order.
-template <class F>
-void for_each_pair(const EntryOrder &o, F &&f) {
-    uint32_t lo = 0;
-    for (uint64_t q = 0; q < o.pairs.size(); ++q) {
-        while (o.bucket_end[lo] <= q) ++lo;
-        f(lo, o.pairs[q].hi, o.pairs[q]);
+// Appends the pairs of `o` as terms factor * w * x_lo * x_hi, negated when
+// `negate`, in canonical order; the parts fill their share of the slots at
+// once. A weight past 62 bits is made afterwards, on this thread.
+void add_pairs(BulkTerms &bulk, const Problem &p, const EntryOrder &o, uint32_t first, bool negate, int factor) {
+    const uint64_t count = o.pairs.size();
+    const BulkTerms::PairSlots at = bulk.grow_pairs(count);
+    const uint32_t parts = part_count(count);
+    std::vector<std::vector<uint64_t>> wide(parts);  // pairs left to this thread
+    run_parts(parts, [&](uint32_t part) {
+        const auto [begin, end] = part_range(count, parts, part);
+        uint32_t lo = begin < count ? o.lo_of(begin) : 0;
+        for (uint64_t q = begin; q < end; ++q) {
+            while (o.bucket_end[lo] <= q) ++lo;
+            const EntryOrder::Pair &pair = o.pairs[q];
+            if (pair.w == EntryOrder::kWide) {
+                wide[part].push_back(q);
+                continue;
+            }
+            const int64_t w = pair.w * factor;
+            const int32_t sign = w == 0 ? 0 : ((w < 0) != negate ? -1 : 1);
+            bulk.set_pair(at, q, sign, w < 0 ? uint64_t(0) - uint64_t(w) : uint64_t(w), first + lo, first + pair.hi);
+        }
+    });
+    for (const auto &list : wide) {
+        for (const uint64_t q : list) {
+            const Int &w = p.entries[o.pairs[q].k].w;
+            const Int &kept = factor == 1 ? bulk.keep(w) : bulk.keep(w.to_cpp_int() * factor);
+            vexa_bigint rec = kept.record();
+            if (negate) rec.sign = -rec.sign;
+            bulk.set_pair(at, q, rec, first + o.lo_of(q), first + o.pairs[q].hi);
+        }
     }
-}
-
-// -w (or w) of a weight that fits 62 bits, as a sign and a magnitude.
-void add_small(BulkTerms &bulk, int64_t w, bool negate, uint32_t a, uint32_t b) {
-    if (w == 0) return;
-    const bool negative = (w < 0) != negate;
-    bulk.add_value(negative ? -1 : 1, w < 0 ? uint64_t(0) - uint64_t(w) : uint64_t(w), a, b);
 }
 
 // Terms of a qubo or matrix file: -w x_i x_j, or -w x_i on the diagonal.
@@ -177,26 +265,16 @@ void matrix_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTer
     // The weights are copied (one word each, as a rule) so that the entries
     // can go before the expression is made, and the library reads them in
     // order instead of gathering them across the entries.
-    auto add = [&](const Entry &e, uint32_t a, uint32_t b) {
-        if (e.w.limb_count() <= 1) {
-            if (!e.w.is_zero()) bulk.add_value(-e.w.sign(), e.w.limbs()[0], a, b);
-        } else if (b == kNone) {
-            bulk.add(bulk.keep(e.w), true, a);
-        } else {
-            bulk.add(bulk.keep(e.w), true, a, b);
-        }
-    };
     for (const uint32_t k : order.diagonal) {
         const Entry &e = p.entries[k];
-        add(e, first + static_cast<uint32_t>(map.position(e.i)), kNone);
-    }
-    for_each_pair(order, [&](uint32_t lo, uint32_t hi, const EntryOrder::Pair &pair) {
-        if (pair.w != EntryOrder::kWide) {
-            add_small(bulk, pair.w, true, first + lo, first + hi);
+        const uint32_t a = first + static_cast<uint32_t>(map.position(e.i));
+        if (e.w.limb_count() <= 1) {
+            if (!e.w.is_zero()) bulk.add_value(-e.w.sign(), e.w.limbs()[0], a);
         } else {
-            add(p.entries[pair.k], first + lo, first + hi);
+            bulk.add(bulk.keep(e.w), true, a);
         }
-    });
+    }
+    add_pairs(bulk, p, order, first, true, 1);
 }
 
 // Terms of an edge list: -cut = sum over edges of -w x_i - w x_j + 2w x_i x_j,
@@ -231,19 +309,11 @@ void cut_terms(const Problem &p, const IndexMap &map, uint32_t first, BulkTerms 
         } else if (degree[k] != 0) {
             const int64_t d = degree[k];
             // -d: the magnitude of d with the opposite sign.
-            bulk.add_value(d > 0 ? -1 : 1, d > 0 ? uint64_t(d) : uint64_t(0) - uint64_t(d), v, kNone);
+            bulk.add_value(d > 0 ? -1 : 1, d > 0 ? uint64_t(d) : uint64_t(0) - uint64_t(d), v);
         }
     }
     std::vector<int64_t>().swap(degree);
-    const EntryOrder order = order_entries(p, map);
-    for_each_pair(order, [&](uint32_t lo, uint32_t hi, const EntryOrder::Pair &pair) {
-        const uint32_t va = first + lo, vb = first + hi;
-        if (pair.w != EntryOrder::kWide) {
-            add_small(bulk, 2 * pair.w, false, va, vb);
-        } else {
-            bulk.add(bulk.keep(p.entries[pair.k].w.to_cpp_int() * 2), false, va, vb);
-        }
-    });
+    add_pairs(bulk, p, order_entries(p, map), first, false, 2);
 }
 
 ProblemEnergy build(const Problem &p, HugeVector<Entry> *release) {

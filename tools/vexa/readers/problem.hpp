@@ -49,7 +49,16 @@ inline constexpr uint64_t kMaxVariables = 100000000;
 class ReadError : public std::runtime_error {
 public:
     ReadError(const std::string &file, uint64_t line, const std::string &message)
-        : std::runtime_error(file + (line > 0 ? ":" + std::to_string(line) : std::string()) + ": " + message) {}
+        : std::runtime_error(file + (line > 0 ? ":" + std::to_string(line) : std::string()) + ": " + message),
+          line_(line),
+          message_(message) {}
+
+    uint64_t line() const { return line_; }
+    const std::string &message() const { return message_; }
+
+private:
+    uint64_t line_;
+    std::string message_;
 };
 
 }  // namespace vexa::cli

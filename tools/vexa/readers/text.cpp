@@ -150,6 +150,38 @@ bool LineScanner::next_line(std::string_view &line) {
     }
 }
 
+std::string_view LineScanner::take_lines(std::size_t bytes) {
+    if (in_ != nullptr && !at_end_ && text_.size() - pos_ < bytes) {
+        const std::size_t rest = text_.size() - pos_;
+        if (buf_.size() < bytes + kMaxLineBytes) {
+            std::vector<char> bigger(bytes + kMaxLineBytes);
+            std::memcpy(bigger.data(), text_.data() + pos_, rest);
+            buf_.swap(bigger);
+        } else if (rest > 0) {
+            std::memmove(buf_.data(), text_.data() + pos_, rest);
+        }
+        std::size_t have = rest;
+        pos_ = 0;
+        while (!at_end_ && have < bytes) {
+            const std::size_t got = in_->read(buf_.data() + have, buf_.size() - have);
+            if (got == 0) at_end_ = true;
+            have += got;
+        }
+        text_ = std::string_view(buf_.data(), have);
+    }
+    const std::string_view rest = text_.substr(pos_);
+    std::size_t cut = rest.size();
+    if (in_ != nullptr && !at_end_) {
+        // Up to the last line end; the part after it is the start of a line
+        // still being read.
+        const std::size_t nl = rest.rfind('\n');
+        if (nl == std::string_view::npos) fail_at(line_ + 1, too_long());
+        cut = nl + 1;
+    }
+    pos_ += cut;
+    return rest.substr(0, cut);
+}
+
 uint64_t LineScanner::lines_left() const {
     const uint64_t buffered = text_.size() - pos_;
     if (in_ == nullptr) return buffered / 2 + 1;

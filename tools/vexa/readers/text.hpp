@@ -68,6 +68,16 @@ public:
     }
 
     uint64_t line() const { return line_; }
+
+    // The complete lines that follow, as one block of about `bytes` (less at
+    // the end of the input, more when one line is longer); empty at the end.
+    // The scanner moves past them; the caller, who scans the block itself,
+    // tells how many lines it held with skip_lines. The block stays valid
+    // until the next call on the scanner.
+    std::string_view take_lines(std::size_t bytes);
+    void skip_lines(uint64_t count) { line_ += count; }
+    // Starts the line count at `line` (a scanner over part of a text).
+    void set_line(uint64_t line) { line_ = line; }
     // An upper bound on the lines still to come: each one takes at least two
     // bytes. Readers reserve no more than this, whatever a header announces;
     // for a stream of unknown length it is a modest guess.
