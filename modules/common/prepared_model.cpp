@@ -61,10 +61,14 @@ std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const M
     return p;
 }
 
-StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh) {
+double finish_seconds(const ModelArrays &arrays) {
     uint64_t terms = 0;
     for (const uint64_t count : arrays.term_counts) terms += count;
-    const double reserve = 2 * 10e-9 * static_cast<double>(terms);
+    return 18e-9 * static_cast<double>(terms);
+}
+
+StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh) {
+    const double reserve = 2 * finish_seconds(arrays);
     return [&sh, reserve] {
         if (sh.stopped()) return true;
         return sh.clock.seconds() + reserve >= sh.time_limit;

@@ -33,6 +33,13 @@ std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const M
 // 10 ns a term each) would run past the limit.
 StopCheck preparation_stop(const ModelArrays &arrays, SearchShared &sh);
 
+// What ending a search on these arrays costs after the stop: the search
+// threads' last steps, the exact pass over the terms that checks the
+// returned state (about 12 ns a term, less when the search's threads share
+// it, but memory-bound) and the caller's own reading of the result: about
+// 18 ns a term in all.
+double finish_seconds(const ModelArrays &arrays);
+
 // The number type a search ran in, as its info reports it ("none" when the
 // model was not prepared in time).
 inline const char *arithmetic_name(const PreparedModel *p) {
@@ -51,7 +58,19 @@ void offer_zero_state(const ModelArrays &arrays, SearchShared &sh);
 template <class Handle>
 std::shared_ptr<const PreparedModel> prepared_of(std::string_view tag, Handle &h, SearchShared &sh) {
     std::lock_guard<std::mutex> lock(h.mutex);
+    sh.finish_reserve = finish_seconds(h.arrays);
     if (!h.prepared) h.prepared = prepare_model(tag, h.arrays, preparation_stop(h.arrays, sh));
+    // On a big model, starting the search threads (their arrays, first
+    // touched then, and their gains, a pass over the terms) and checking what
+    // they find costs a few finish reserves: with less time left than that
+    // the caller returns the zero state, and the prepared model waits for
+    // the next search.
+    constexpr double kStartWorthChecking = 1e-3;
+    constexpr double kStartCost = 4.0;  // in finish reserves
+    if (h.prepared && sh.finish_reserve >= kStartWorthChecking &&
+        sh.clock.seconds() + kStartCost * sh.finish_reserve >= sh.time_limit) {
+        return nullptr;
+    }
     return h.prepared;
 }
 

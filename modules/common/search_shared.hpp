@@ -61,9 +61,15 @@ struct SearchShared {
     SearchShared(const SearchParams &p, vexa_module_callback cb, void *cb_ctx,
                  const volatile uint8_t *external = nullptr);
 
-    // Sets `stop` once the time limit has passed; returns `stop`.
+    // Seconds kept back from the limit for what follows the search (the
+    // exact check of the returned states): the search proper stops that
+    // much earlier, so that the call as a whole keeps the limit.
+    double finish_reserve = 0.0;
+
+    // Sets `stop` once the time limit (less the finish reserve) has passed;
+    // returns `stop`.
     bool check_clock() {
-        if (clock.seconds() >= time_limit) stop.store(true, std::memory_order_relaxed);
+        if (clock.seconds() + finish_reserve >= time_limit) stop.store(true, std::memory_order_relaxed);
         return stopped();
     }
 

@@ -13,8 +13,8 @@ namespace vexa::mod {
 namespace {
 
 void check_one(std::string_view tag, const ModelArrays &arrays, const coeff_t &energy, const uint64_t *bits,
-               const coeff_t *ints, const char *what) {
-    const coeff_t exact = exact_energy(arrays, bits, ints);
+               const coeff_t *ints, const char *what, uint32_t threads = 1) {
+    const coeff_t exact = exact_energy(arrays, bits, ints, threads);
     if (exact != energy) {
         fatal(tag, std::string("internal error — ") + what + " energy mismatch (search " + energy.str() +
                               ", exact " + exact.str() + ")");
@@ -26,7 +26,7 @@ void check_one(std::string_view tag, const ModelArrays &arrays, const coeff_t &e
 void check_returned_states(std::string_view tag, const ModelArrays &arrays, const coeff_t &best_energy,
                            const uint64_t *best_bits, const coeff_t *best_ints, const std::vector<ListEntry> &list,
                            uint32_t threads) {
-    check_one(tag, arrays, best_energy, best_bits, best_ints, "best state");
+    check_one(tag, arrays, best_energy, best_bits, best_ints, "best state", std::max<uint32_t>(threads, 1));
     const size_t workers = std::min<size_t>(std::max<uint32_t>(threads, 1), list.size() / 64 + 1);
     std::atomic<size_t> next{0};
     auto body = [&]() {

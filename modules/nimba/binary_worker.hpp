@@ -102,10 +102,12 @@ public:
 private:
     // ---- shared machinery -------------------------------------------------
 
-    // True once the search must end; reads the clock about every 2^18 units of work.
+    // True once the search must end; reads the clock about every 2^16 units
+    // of work (a millisecond or less on big models, where a unit can miss
+    // the cache).
     bool poll() {
         if (sh_.stopped()) return true;
-        if (work_ >= (uint64_t(1) << 18)) {
+        if (work_ >= (uint64_t(1) << 16)) {
             work_ = 0;
             return sh_.check_clock();
         }

@@ -76,8 +76,8 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     // The clock starts before the model is prepared: preparation is part of
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
-    const auto prep = prepared_of(kNimbaTag, *h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
+    const auto prep = prepared_of(kNimbaTag, *h, sh);
     const uint64_t seed = resolve_seed(p);
     const SearchSchedule schedule;
     if (!prep) {

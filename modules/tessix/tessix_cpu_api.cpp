@@ -126,8 +126,8 @@ VEXA_API void *vexa_tessix_cpu_solver_search(void *hp, TessixSolution *best, uin
     // the time the caller gave.
     SearchShared sh(p, g_callback.load(), h->wrapper, h->external_stop);
     announce_start(h->arrays, sh);
-    const auto prep = prepared_of(kTessixTag, *h, sh);
     const uint32_t threads = p.threads != 0 ? p.threads : default_thread_count();
+    const auto prep = prepared_of(kTessixTag, *h, sh);
     const uint64_t seed = resolve_seed(p);
     TemperingStats stats;
     uint64_t seen = h->hints.consumed;

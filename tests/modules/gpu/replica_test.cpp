@@ -230,3 +230,68 @@ TEST(TessixGpuReplica, ModelsBeyondMachineWordsOrWithProductBodiesAreDeclined) {
 
 }  // namespace
 }  // namespace vexa::test
+
+namespace vexa::test {
+namespace {
+
+// The reference pricing splits a big model's terms among threads; integer
+// sums do not depend on the order, so every thread count gives the energy a
+// plain serial sum gives, with integer atoms and wide coefficients too.
+TEST(ExactEnergy, ThreadsShareTheTermsOfBigModelsWithoutChangingTheSum) {
+    std::mt19937_64 rng(8080);
+    const uint32_t bins = 3000, ints = 3;
+    const uint64_t lin = 2000, quad = 700000;
+    std::vector<uint32_t> lin_vars, quad_vars;
+    std::vector<coeff_t> lin_coefs, quad_coefs;
+    auto word = [&](bool allow_int) -> uint32_t {
+        if (allow_int && rng() % 50 == 0) return kIntAtomBit | static_cast<uint32_t>(rng() % ints);
+        const auto v = static_cast<uint32_t>(rng() % bins);
+        return rng() % 4 == 0 ? (v | kNegatedBit) : v;
+    };
+    auto coef = [&]() {
+        coeff_t c = static_cast<int64_t>(rng() % 2001) - 1000;
+        if (rng() % 1000 == 0) c <<= 100;
+        return c;
+    };
+    for (uint64_t t = 0; t < lin; ++t) lin_vars.push_back(word(true)), lin_coefs.push_back(coef());
+    for (uint64_t t = 0; t < quad; ++t) {
+        quad_vars.push_back(word(true));
+        quad_vars.push_back(word(false));
+        quad_coefs.push_back(coef());
+    }
+    for (const bool with_ints : {false, true}) {
+        SCOPED_TRACE(with_ints ? "integer atoms" : "binary only");
+        mod::ModelArrays a;
+        a.bin_count = bins;
+        a.int_count = with_ints ? ints : 0;
+        a.constant = 17;
+        std::vector<uint32_t> lv = lin_vars, qv = quad_vars;
+        if (!with_ints) {
+            for (uint32_t &w : lv) w = (w & kIntAtomBit) != 0 ? literal_var_index(w) % bins : w;
+            for (uint32_t &w : qv) w = (w & kIntAtomBit) != 0 ? literal_var_index(w) % bins : w;
+        }
+        a.term_counts = {lin, quad};
+        a.var_lists = {lv.data(), qv.data()};
+        a.coef_lists = {lin_coefs.data(), quad_coefs.data()};
+        std::vector<uint64_t> bits(bins / 64 + 1);
+        for (uint64_t &w : bits) w = rng();
+        const std::vector<coeff_t> values = {coeff_t(-3), coeff_t(0), coeff_t(5)};
+        // The plain sum, term by term.
+        auto value = [&](uint32_t w) -> coeff_t {
+            if ((w & kIntAtomBit) != 0 && !literal_negated(w)) return values[literal_int_index(w)];
+            const uint32_t v = literal_var_index(w);
+            const bool bit = ((bits[v / 64] >> (v % 64)) & 1u) != 0;
+            return (bit != literal_negated(w)) ? 1 : 0;
+        };
+        coeff_t want = a.constant;
+        for (uint64_t t = 0; t < lin; ++t) want += lin_coefs[t] * value(lv[t]);
+        for (uint64_t t = 0; t < quad; ++t) want += quad_coefs[t] * value(qv[2 * t]) * value(qv[2 * t + 1]);
+        const coeff_t *iv = with_ints ? values.data() : nullptr;
+        for (const uint32_t threads : {1u, 2u, 3u, 8u}) {
+            EXPECT_EQ(mod::exact_energy(a, bits.data(), iv, threads), want) << threads << " threads";
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vexa::test
