@@ -259,10 +259,17 @@ std::vector<CanonicalConstraint> canonical_constraints(std::string_view tag, con
 
 CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
     CanonicalModel m;
+    canonicalize(tag, a, m, nullptr);
+    return m;
+}
+
+bool canonicalize(std::string_view tag, const ModelArrays &a, CanonicalModel &m, const StopCheck *stop) {
     m.n = a.bin_count;
     m.h.assign(m.n, coeff_t(0));
     WordObjective words;
-    if (objective_in_words(tag, a, words, nullptr) == WordResult::in_words) {
+    const WordResult in_words = objective_in_words(tag, a, words, stop);
+    if (in_words == WordResult::stopped) return false;
+    if (in_words == WordResult::in_words) {
         m.pairs.reserve(words.pairs.size());
         for (const WordPair &p : words.pairs) {
             m.pairs.push_back({static_cast<uint32_t>(p.key >> 32), static_cast<uint32_t>(p.key), coeff_t(p.w)});
@@ -278,6 +285,7 @@ CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
         for (size_t d = 0; d < a.term_counts.size(); ++d) {
             lits.resize(d + 1);
             for (uint64_t t = 0; t < a.term_counts[d]; ++t) {
+                if (polled_stop(stop, t)) return false;
                 for (size_t s = 0; s <= d; ++s) lits[s] = term_literal(a, a.var_lists[d][t * (d + 1) + s]);
                 poly.add_product(tag, a.coef_lists[d][t], lits.data(), d + 1, a.bin_count);
             }
@@ -285,10 +293,12 @@ CanonicalModel canonicalize(std::string_view tag, const ModelArrays &a) {
         for (auto &[v, c] : poly.lin) m.h[v] += c;
         poly.lin.clear();
         m.c0 = poly.constant;
+        if (stop != nullptr && (*stop)()) return false;
         m.pairs = poly.merged_pairs();
     }
+    if (stop != nullptr && (*stop)()) return false;
     m.constraints = canonical_constraints(tag, a);
-    return m;
+    return true;
 }
 
 coeff_t objective_magnitude(const CanonicalModel &m) {

@@ -92,6 +92,9 @@ std::vector<CanonicalConstraint> canonical_constraints(std::string_view tag, con
 // Fatal with `tag` on a term of more than two distinct variables or on an
 // integer atom (this form is for binary handles only).
 CanonicalModel canonicalize(std::string_view tag, const ModelArrays &arrays);
+// The same, polling `stop` (may be null) through the long loops; false when
+// it answered true, `out` then unspecified.
+bool canonicalize(std::string_view tag, const ModelArrays &arrays, CanonicalModel &out, const StopCheck *stop);
 
 // Sum of |h| and |J|: a bound on |f - c0| and on every one-flip change of f.
 coeff_t objective_magnitude(const CanonicalModel &m);

@@ -136,20 +136,28 @@ bool fill_constraints(FlipModel<T> &f, const std::vector<CanonicalConstraint> &c
     return true;
 }
 
+// The flip model of a canonical form in number type T; false when `stop`
+// (may be null) ended it early.
 template <class T>
-FlipModel<T> compile_flip_model(const CanonicalModel &m) {
-    FlipModel<T> f;
+bool compile_flip_model(const CanonicalModel &m, FlipModel<T> &f, const StopCheck *stop) {
     f.n = m.n;
     f.h.reserve(m.n);
     for (const coeff_t &v : m.h) f.h.push_back(from_coeff<T>(v));
-    fill_adjacency(
-        f, m.pairs,
-        [](const Pair &p, uint32_t &i, uint32_t &j) {
-            i = p.i;
-            j = p.j;
-        },
-        [](const Pair &p) { return from_coeff<T>(p.w); }, nullptr);
-    fill_constraints(f, m.constraints, nullptr);
+    return fill_adjacency(
+               f, m.pairs,
+               [](const Pair &p, uint32_t &i, uint32_t &j) {
+                   i = p.i;
+                   j = p.j;
+               },
+               [](const Pair &p) { return from_coeff<T>(p.w); }, stop) &&
+           fill_constraints(f, m.constraints, stop);
+}
+
+// The same, to the end.
+template <class T>
+FlipModel<T> compile_flip_model(const CanonicalModel &m) {
+    FlipModel<T> f;
+    compile_flip_model(m, f, nullptr);
     return f;
 }
 

@@ -49,14 +49,20 @@ std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const M
             }
         }
     }
-    // Exact path: the big-integer canonical form, then the number type it allows.
-    const CanonicalModel canon = canonicalize(tag, arrays);
+    // Exact path: the big-integer canonical form, then the number type it
+    // allows; polled like the other.
+    CanonicalModel canon;
+    if (!canonicalize(tag, arrays, canon, poll)) return nullptr;
     p->c0 = canon.c0;
     p->machine_word = fits_machine_word(canon);
     if (p->machine_word) {
-        p->words = std::make_unique<FlipModel<int64_t>>(compile_flip_model<int64_t>(canon));
+        auto f = std::make_unique<FlipModel<int64_t>>();
+        if (!compile_flip_model(canon, *f, poll)) return nullptr;
+        p->words = std::move(f);
     } else {
-        p->exact = std::make_unique<FlipModel<coeff_t>>(compile_flip_model<coeff_t>(canon));
+        auto f = std::make_unique<FlipModel<coeff_t>>();
+        if (!compile_flip_model(canon, *f, poll)) return nullptr;
+        p->exact = std::move(f);
     }
     return p;
 }

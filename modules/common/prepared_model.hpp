@@ -22,8 +22,8 @@ struct PreparedModel {
     std::unique_ptr<FlipModel<coeff_t>> exact;  // set otherwise
 };
 
-// Null when `stop` (optional; polled during the long phases of the
-// machine-word path) answered true before the model was ready.
+// Null when `stop` (optional; polled during the long phases of either
+// path) answered true before the model was ready.
 std::shared_ptr<const PreparedModel> prepare_model(std::string_view tag, const ModelArrays &arrays,
                                                    const StopCheck &stop = {});
 

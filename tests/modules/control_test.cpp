@@ -38,29 +38,38 @@ TestModel planted_model(uint32_t n) {
 // A tiny limit on a model far too big to prepare in it: the search returns
 // soon after the limit with an exactly priced state, and the next search on
 // the same handle, with time to spare, prepares the model and improves on it.
+// A coefficient past 64 bits sends preparation down the exact path, which
+// keeps the limit the same way.
 TEST(SearchControl, TinyLimitOnABigModelReturnsAnExactlyPricedState) {
     const uint64_t seed = 20260;
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937_64 rng(seed);
-    const TestModel m = sparse_model(rng, 200'000, 600'000);
-    const auto &f = built_nimba_module();
-    void *h = create_handle(f, m);
-    for (const char *limit : {"0", "0.001", "0.02"}) {
-        SCOPED_TRACE(std::string("time_limit ") + limit);
-        const Outcome r = search_handle(f, h, m, {{"time_limit", limit}, {"threads", "2"}});
-        EXPECT_EQ(r.energy, reference_energy(m, r.bits));
-        EXPECT_LT(r.wall, 2.0);
-        // No time at all: preparing the model stops at its first check.
-        if (std::string(limit) == "0") {
-            EXPECT_EQ(r.info.at("arithmetic"), "none");
+    for (const bool wide : {false, true}) {
+        SCOPED_TRACE("seed " + std::to_string(seed) + (wide ? ", a coefficient of 2^100" : ""));
+        std::mt19937_64 rng(seed);
+        TestModel m = sparse_model(rng, 200'000, 600'000);
+        if (wide) {
+            // First, so that the word path gives up at once.
+            m.vars1.insert(m.vars1.begin(), 7);
+            m.coef1.insert(m.coef1.begin(), coeff_t(1) << 100);
         }
+        const auto &f = built_nimba_module();
+        void *h = create_handle(f, m);
+        for (const char *limit : {"0", "0.001", "0.02", "0.1"}) {
+            SCOPED_TRACE(std::string("time_limit ") + limit);
+            const Outcome r = search_handle(f, h, m, {{"time_limit", limit}, {"threads", "2"}});
+            EXPECT_EQ(r.energy, reference_energy(m, r.bits));
+            EXPECT_LT(r.wall, std::stod(limit) + 0.5);
+            // Preparing the model stops at one of its first checks.
+            if (std::stod(limit) < 0.01) {
+                EXPECT_EQ(r.info.at("arithmetic"), "none");
+            }
+        }
+        const Outcome zero = search_handle(f, h, m, {{"time_limit", "0"}, {"threads", "1"}});
+        const Outcome longer = search_handle(f, h, m, {{"time_limit", "2"}, {"threads", "2"}});
+        EXPECT_EQ(longer.energy, reference_energy(m, longer.bits));
+        EXPECT_EQ(longer.info.at("arithmetic"), wide ? "bigint" : "int64");
+        EXPECT_LT(longer.energy, zero.energy);
+        f.destroy(h);
     }
-    const Outcome zero = search_handle(f, h, m, {{"time_limit", "0"}, {"threads", "1"}});
-    const Outcome longer = search_handle(f, h, m, {{"time_limit", "1"}, {"threads", "2"}});
-    EXPECT_EQ(longer.energy, reference_energy(m, longer.bits));
-    EXPECT_EQ(longer.info.at("arithmetic"), "int64");
-    EXPECT_LT(longer.energy, zero.energy);
-    f.destroy(h);
 }
 
 TEST(SearchControl, ZeroTimeLimitStillReturnsAnEvaluatedState) {
