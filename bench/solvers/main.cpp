@@ -5,6 +5,9 @@
 //                 [--bench-dir DIR] [--module-dir DIR] [--no-target]
 //                 [--exhaustive N] [--exhaustive-only] [--verbose] [--direct]
 //                 [--module nimba|tessix]
+//   bench_solvers --scale [--time-limit S] [--threads N] [--seed S] [--module nimba|tessix]
+//   bench_solvers --quality [--seeds N] [--thread-counts 1,2] [--time-limit S]
+//                 [--filter A,B] [--module nimba|tessix] [--no-target]
 //
 // Searches go through the library (expression, model, solver wrapper), which
 // opens the modules beside it; --direct calls the module files instead.
@@ -13,6 +16,15 @@
 //
 // By default each instance runs with the best known energy as target, so a
 // run ends as soon as it is reached; tts is the time to the returned state.
+//
+// --scale compares the search on large sparse graphs (G62 and G65 when the
+// bench folder has them, and generated toroidal, planar and random graphs
+// of 10,000 and 20,000 vertices) with a simulated annealing given the same
+// processor time: one annealer per search thread, for the same time limit.
+//
+// --quality runs every selected instance with seeds 1..N (default 3) and
+// each thread count (default 1 and 2), and sets each row beside the best
+// energy of the peers in peers.csv, marked where we are behind.
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,11 +35,15 @@
 #include <string>
 #include <vector>
 
+#include "annealing_baseline.hpp"
 #include "best_known.hpp"
+#include "large_graphs.hpp"
 #include "flat_model.hpp"
 #include "instance_reader.hpp"
 #include "library_client.hpp"
 #include "module_client.hpp"
+#include "peers.hpp"
+#include "quality_suite.hpp"
 #include "report.hpp"
 
 using namespace bench;
@@ -47,6 +63,9 @@ struct Options {
     bool verbose = false;
     bool direct = false;
     bool tessix = false;
+    bool quality = false;
+    bool scale = false;
+    SuiteOptions suite;
 };
 
 std::string exe_dir() {
@@ -99,6 +118,17 @@ Options parse(int argc, char **argv) {
                 std::exit(2);
             }
             o.tessix = m == "tessix";
+        } else if (a == "--scale") {
+            o.scale = true;
+        } else if (a == "--quality") {
+            o.quality = true;
+        } else if (a == "--seeds") {
+            o.suite.seeds = static_cast<uint32_t>(std::stoul(next()));
+        } else if (a == "--thread-counts") {
+            std::stringstream ss(next());
+            std::string f;
+            o.suite.thread_counts.clear();
+            while (std::getline(ss, f, ',')) o.suite.thread_counts.push_back(static_cast<uint32_t>(std::stoul(f)));
         } else if (a == "--exhaustive-only") {
             o.heuristic = false;
         } else {
@@ -127,28 +157,43 @@ std::string info_value(const ModuleRun &r, const std::string &key) {
     return "";
 }
 
+// The module a heuristic run uses: tessix's CPU search or nimba, through its
+// file or through the library.
+struct Solver {
+    const Options &o;
+    bool direct;
+    ModuleClient client;
+
+    explicit Solver(const Options &opts)
+        : o(opts),
+          direct(opts.direct || opts.tessix),
+          client(opts.tessix   ? ModuleClient(opts.module_dir + "tessix_cppint.so", Family::accelerated)
+                 : opts.direct ? ModuleClient(opts.module_dir + "nimbasolver_cppint.so", Family::heuristic)
+                               : ModuleClient()) {}
+
+    ModuleRun run(const InstanceEntry &e, const Qubo &qubo, const FlatModel &model, uint32_t threads,
+                  uint64_t seed) {
+        TextPairs params = {{"time_limit", std::to_string(o.time_limit)},
+                            {"threads", std::to_string(threads)},
+                            {"seed", std::to_string(seed)}};
+        if (o.target) params.emplace_back("target_energy", std::to_string(e.best_known));
+        return direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
+    }
+};
+
 void run_heuristic(const Options &o) {
     const auto table = read_best_known(o.bench_dir + "/best_known.csv");
-    const bool direct = o.direct || o.tessix;
-    ModuleClient client = o.tessix   ? ModuleClient(o.module_dir + "tessix_cppint.so", Family::accelerated)
-                          : o.direct ? ModuleClient(o.module_dir + "nimbasolver_cppint.so", Family::heuristic)
-                                     : ModuleClient();
+    Solver solver(o);
     std::printf("%s module (%s): time limit %.2f s, %u threads, seed %llu, target %s\n",
-                o.tessix ? "accelerated (CPU)" : "heuristic", direct ? "direct" : "through the library", o.time_limit,
-                o.threads,
-                static_cast<unsigned long long>(o.seed), o.target ? "best known" : "none");
+                o.tessix ? "accelerated (CPU)" : "heuristic", solver.direct ? "direct" : "through the library",
+                o.time_limit, o.threads, static_cast<unsigned long long>(o.seed), o.target ? "best known" : "none");
     print_header();
     std::vector<Row> rows;
     for (const InstanceEntry &e : table) {
         if (!selected(o, e.name)) continue;
         const Qubo qubo = read_instance(o.bench_dir + "/" + e.file, e.kind);
         const FlatModel model = flatten(qubo);
-        TextPairs params = {{"time_limit", std::to_string(o.time_limit)},
-                            {"threads", std::to_string(o.threads)},
-                            {"seed", std::to_string(o.seed)}};
-        if (o.target) params.emplace_back("target_energy", std::to_string(e.best_known));
-        const ModuleRun run =
-            direct ? client.solve(model, params) : solve_through_library(qubo, params, Family::heuristic);
+        const ModuleRun run = solver.run(e, qubo, model, o.threads, o.seed);
         Row r;
         r.name = e.name;
         r.group = group_of(e.name);
@@ -168,6 +213,78 @@ void run_heuristic(const Options &o) {
         rows.push_back(r);
     }
     print_summary(rows);
+}
+
+int run_quality(const Options &o) {
+    std::vector<InstanceEntry> selected_entries;
+    for (const InstanceEntry &e : read_best_known(o.bench_dir + "/best_known.csv")) {
+        if (selected(o, e.name)) selected_entries.push_back(e);
+    }
+    const auto peers = read_peers(o.bench_dir + "/peers.csv");
+    Solver solver(o);
+    std::printf("quality suite, %s module (%s): time limit %.2f s, seeds 1..%u, target %s\n",
+                o.tessix ? "accelerated (CPU)" : "heuristic", solver.direct ? "direct" : "through the library",
+                o.time_limit, o.suite.seeds, o.target ? "best known" : "none");
+    // The instance last read stays loaded across its seeds and thread counts.
+    std::string loaded;
+    Qubo qubo;
+    FlatModel model;
+    const int behind = run_quality_suite(selected_entries, peers, o.suite,
+                                         [&](const InstanceEntry &e, uint32_t threads, uint64_t seed) {
+                                             if (loaded != e.name) {
+                                                 qubo = read_instance(o.bench_dir + "/" + e.file, e.kind);
+                                                 model = flatten(qubo);
+                                                 loaded = e.name;
+                                             }
+                                             const ModuleRun run = solver.run(e, qubo, model, threads, seed);
+                                             return SuiteRun{run.energy.convert_to<int64_t>(), run.tts};
+                                         });
+    return behind == 0 ? 0 : 1;
+}
+
+int run_scale(const Options &o) {
+    Solver solver(o);
+    std::printf("large sparse graphs, %s module (%s): time limit %.2f s, %u threads, seed %llu, no target;\n"
+                "annealing: %u annealer(s) of %.2f s each\n",
+                o.tessix ? "accelerated (CPU)" : "heuristic", solver.direct ? "direct" : "through the library",
+                o.time_limit, o.threads, static_cast<unsigned long long>(o.seed), o.threads, o.time_limit);
+    std::printf("%-12s %7s %7s %10s %10s %9s %8s %s\n", "instance", "vars", "edges", "cut", "anneal_cut", "ahead",
+                "reads", "mark");
+    std::vector<GeneratedGraph> graphs;
+    for (const std::string name : {"G62", "G65"}) {
+        try {
+            GeneratedGraph g;
+            g.name = name;
+            g.qubo = read_gset(o.bench_dir + "/gset/" + name + ".txt");
+            g.edges = g.qubo.quadratic.size();
+            graphs.push_back(std::move(g));
+        } catch (const std::exception &) {
+            // not in this bench folder
+        }
+    }
+    graphs.push_back(toroidal_graph(100, 100, o.seed));
+    graphs.push_back(toroidal_graph(100, 200, o.seed));
+    graphs.push_back(planar_graph(100, 200, o.seed));
+    graphs.push_back(random_sparse_graph(10000, 10000, o.seed));
+    int behind = 0;
+    Options no_target = o;
+    no_target.target = false;
+    Solver untargeted(no_target);
+    for (const GeneratedGraph &g : graphs) {
+        const FlatModel model = flatten(g.qubo);
+        const InstanceEntry e{g.name, "", InstanceKind::maxcut, 0};
+        const ModuleRun run = untargeted.run(e, g.qubo, model, o.threads, o.seed);
+        const int64_t ours = -run.energy.convert_to<int64_t>();
+        const AnnealingResult sa = anneal_baseline(g.qubo, o.time_limit, o.threads, o.seed);
+        const int64_t theirs = -sa.energy;
+        behind += ours < theirs ? 1 : 0;
+        std::printf("%-12s %7u %7llu %10lld %10lld %9lld %8llu %s\n", g.name.c_str(), g.qubo.n,
+                    static_cast<unsigned long long>(g.edges), static_cast<long long>(ours),
+                    static_cast<long long>(theirs), static_cast<long long>(ours - theirs),
+                    static_cast<unsigned long long>(sa.reads), ours < theirs ? "BEHIND" : "");
+        std::fflush(stdout);
+    }
+    return behind == 0 ? 0 : 1;
 }
 
 // A dense model of n variables, coefficients uniform in [-100, 100].
@@ -203,6 +320,8 @@ void run_exhaustive(const Options &o) {
 int main(int argc, char **argv) {
     const Options o = parse(argc, argv);
     try {
+        if (o.quality) return run_quality(o);
+        if (o.scale) return run_scale(o);
         if (o.heuristic) run_heuristic(o);
         if (o.exhaustive_vars > 0) run_exhaustive(o);
     } catch (const std::exception &ex) {
