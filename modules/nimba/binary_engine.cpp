@@ -6,11 +6,18 @@ namespace vexa::mod {
 
 template <class T>
 void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared,
-                       uint32_t threads, uint64_t seed, const SearchSchedule &schedule) {
+                       uint32_t threads, uint64_t seed, const SearchSchedule &schedule,
+                       TemperingStats &tempering) {
     bool buckets = false;
     if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm);
+    // Tempering threads take no hints here.
+    HintBox no_hints;
     auto body = [&](uint32_t t) {
-        const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 2 == 0);
+        if (schedule.portfolio == 2 && t % 3 == 1) {
+            run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, t), tempering);
+            return;
+        }
+        const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 3 == 0);
         if constexpr (std::is_same_v<T, int64_t>) {
             if (buckets) {
                 BinaryWorker<T, BucketSelector> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
@@ -28,8 +35,8 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
 }
 
 template void run_binary_search<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
-                                         uint32_t, uint64_t, const SearchSchedule &);
+                                         uint32_t, uint64_t, const SearchSchedule &, TemperingStats &);
 template void run_binary_search<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &,
-                                         uint32_t, uint64_t, const SearchSchedule &);
+                                         uint32_t, uint64_t, const SearchSchedule &, TemperingStats &);
 
 }  // namespace vexa::mod

@@ -34,7 +34,9 @@ namespace vexa::mod {
 // Defaults shared by every model; nothing depends on the instance beyond its
 // variable count.
 struct SearchSchedule {
-    int portfolio = 2;                // 0: all threads tabu/relinking, 1: all breakout, 2: alternate by thread
+    // 0: all threads tabu/relinking, 1: all breakout, 2: by thread in turn:
+    // breakout, parallel tempering, tabu/relinking.
+    int portfolio = 2;
     // Breakout local search.
     double min_jump_fraction = 0.01;  // L0 = max(1, n * this)
     double max_jump_fraction = 0.1;   // L after a long stagnation

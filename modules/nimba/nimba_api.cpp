@@ -80,20 +80,22 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     const auto prep = prepared_of(kNimbaTag, *h, sh);
     const uint64_t seed = resolve_seed(p);
     const SearchSchedule schedule;
+    TemperingStats tempering;
     if (!prep) {
         offer_zero_state(h->arrays, sh);
     } else if (prep->machine_word) {
-        run_binary_search<int64_t>(*prep->words, prep->c0, sh, threads, seed, schedule);
+        run_binary_search<int64_t>(*prep->words, prep->c0, sh, threads, seed, schedule, tempering);
     } else {
-        run_binary_search<coeff_t>(*prep->exact, prep->c0, sh, threads, seed, schedule);
+        run_binary_search<coeff_t>(*prep->exact, prep->c0, sh, threads, seed, schedule, tempering);
     }
     check_returned_states(kNimbaTag, h->arrays, sh.best_energy, sh.best_bits.data(), nullptr, sh.list.entries, threads);
     fill_module_solution(best, sh.best_energy, sh.best_bits.data(), sh.best_bits.size(), sh.best_tts);
 
-    InfoPairs info = common_info(sh, "portfolio: breakout local search / tabu search with path relinking",
+    InfoPairs info = common_info(sh, "portfolio: breakout local search / parallel tempering / tabu search with path relinking",
                                  threads, seed, arithmetic_name(prep.get()));
     info.emplace_back("tabu_runs", std::to_string(sh.tabu_runs.load()));
     info.emplace_back("relinks", std::to_string(sh.relinks.load()));
+    info.emplace_back("tempering_sweeps", std::to_string(tempering.sweeps.load()));
     if (sh.list.truncated) info.emplace_back("list_truncated", "1");
     {
         std::lock_guard<std::mutex> lock(h->mutex);

@@ -222,3 +222,19 @@ TEST(SearchControlDeath, ExhaustiveRefusesMoreThan48VariablesAtCreate) {
     EXPECT_NE(h, nullptr);
     built_exhaustive_module().destroy(h);
 }
+
+// Search threads take breakout, tempering and tabu/relinking in turn, so one
+// thread runs breakout alone, and each strategy shows in the counts once it
+// has a thread; every energy stays exact.
+TEST(SearchControl, ThreadsTakeTheThreeStrategiesInTurn) {
+    const TestModel m = dense_model(120, 77);
+    for (const uint32_t threads : {1u, 2u, 3u}) {
+        SCOPED_TRACE(std::to_string(threads) + " threads, seed 77");
+        const Outcome r = solve(built_nimba_module(), m,
+                                {{"time_limit", "0.3"}, {"threads", std::to_string(threads)}, {"seed", "5"}});
+        EXPECT_EQ(r.energy, reference_energy(m, r.bits));
+        EXPECT_GT(std::stoull(r.info.at("perturbations")), 0u);
+        EXPECT_EQ(std::stoull(r.info.at("tempering_sweeps")) > 0, threads >= 2);
+        EXPECT_EQ(std::stoull(r.info.at("tabu_runs")) > 0, threads >= 3);
+    }
+}

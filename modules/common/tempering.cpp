@@ -247,12 +247,18 @@ private:
 }  // namespace
 
 template <class T>
+void run_tempering_thread(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
+                          uint64_t hint_seen, uint64_t seed, TemperingStats &stats, const TemperingSchedule &schedule) {
+    TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, seed, schedule);
+    worker.run(stats);
+}
+
+template <class T>
 void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
                    uint64_t hint_seen, uint32_t threads, uint64_t seed, TemperingStats &stats,
                    const TemperingSchedule &schedule) {
     run_search_threads(shared, threads, [&](uint32_t t) {
-        TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, thread_seed(seed, t), schedule);
-        worker.run(stats);
+        run_tempering_thread(fm, c0, shared, hints, hint_seen, thread_seed(seed, t), stats, schedule);
     });
 }
 
@@ -273,6 +279,10 @@ void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &
     }
 }
 
+template void run_tempering_thread<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,
+                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &);
+template void run_tempering_thread<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &, HintBox &,
+                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &);
 template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,
                                      uint64_t, uint32_t, uint64_t, TemperingStats &, const TemperingSchedule &);
 template void run_tempering<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &, HintBox &,

@@ -68,11 +68,24 @@ struct TemperingSchedule {
 void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &schedule, uint32_t replicas,
                   std::vector<double> &beta, std::vector<uint32_t> &at);
 
+// One ladder on the calling thread, for engines that give a thread of
+// their own portfolio to tempering.
+template <class T>
+void run_tempering_thread(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
+                          uint64_t hint_seen, uint64_t seed, TemperingStats &stats,
+                          const TemperingSchedule &schedule = {});
+
 template <class T>
 void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
                    uint64_t hint_seen, uint32_t threads, uint64_t seed, TemperingStats &stats,
                    const TemperingSchedule &schedule = {});
 
+extern template void run_tempering_thread<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
+                                                   HintBox &, uint64_t, uint64_t, TemperingStats &,
+                                                   const TemperingSchedule &);
+extern template void run_tempering_thread<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &,
+                                                   HintBox &, uint64_t, uint64_t, TemperingStats &,
+                                                   const TemperingSchedule &);
 extern template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
                                             HintBox &, uint64_t, uint32_t, uint64_t, TemperingStats &,
                                             const TemperingSchedule &);
