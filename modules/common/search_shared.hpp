@@ -16,6 +16,9 @@
 
 namespace vexa::mod {
 
+// A time on the search clock that never comes.
+inline constexpr double kNoTimeLimit = 1e300;
+
 // What a top-k list still admits: everything while it is not full, else
 // states below its last entry. Threads keep a copy to filter their offers.
 struct ListGate {

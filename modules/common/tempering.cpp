@@ -17,9 +17,9 @@ template <class T>
 class TemperingWorker {
 public:
     TemperingWorker(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
-                    uint64_t hint_seen, uint64_t seed, const TemperingSchedule &schedule)
+                    uint64_t hint_seen, uint64_t seed, const TemperingSchedule &schedule, double until)
         : fm_(fm), c0_(c0), sh_(shared), hints_(hints), hint_seen_(hint_seen), rng_(seed), sched_(schedule),
-          scratch_(fm) {
+          until_(until), scratch_(fm) {
         n_ = fm.n;
         words_.resize(word_count_for(n_));
         x_.resize(n_);
@@ -50,11 +50,12 @@ public:
 private:
     // ---- bookkeeping -------------------------------------------------------
 
-    // True once the search must end. Called about every thousand move
-    // attempts; reads the clock every fourth call and takes a waiting hint.
+    // True once the search (or this ladder's share of it) must end. Called
+    // about every thousand move attempts; reads the clock every fourth call
+    // and takes a waiting hint.
     bool poll() {
         if (sh_.stopped()) return true;
-        if ((++polls_ & 3u) == 0 && sh_.check_clock()) return true;
+        if ((++polls_ & 3u) == 0 && (sh_.check_clock() || sh_.clock.seconds() >= until_)) return true;
         if (hints_.take(hint_seen_, hint_bits_, hint_ints_)) inject_hint();
         return false;
     }
@@ -227,6 +228,7 @@ private:
     uint64_t hint_seen_;
     Rng rng_;
     TemperingSchedule sched_;
+    double until_;
     uint32_t n_ = 0, replicas_ = 1;
 
     std::vector<FlipState<T>> reps_;
@@ -248,8 +250,9 @@ private:
 
 template <class T>
 void run_tempering_thread(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
-                          uint64_t hint_seen, uint64_t seed, TemperingStats &stats, const TemperingSchedule &schedule) {
-    TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, seed, schedule);
+                          uint64_t hint_seen, uint64_t seed, TemperingStats &stats, const TemperingSchedule &schedule,
+                          double until) {
+    TemperingWorker<T> worker(fm, c0, shared, hints, hint_seen, seed, schedule, until);
     worker.run(stats);
 }
 
@@ -280,9 +283,9 @@ void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &
 }
 
 template void run_tempering_thread<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,
-                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &);
+                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &, double);
 template void run_tempering_thread<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &, HintBox &,
-                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &);
+                                            uint64_t, uint64_t, TemperingStats &, const TemperingSchedule &, double);
 template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &, HintBox &,
                                      uint64_t, uint32_t, uint64_t, TemperingStats &, const TemperingSchedule &);
 template void run_tempering<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &, HintBox &,

@@ -68,12 +68,14 @@ struct TemperingSchedule {
 void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &schedule, uint32_t replicas,
                   std::vector<double> &beta, std::vector<uint32_t> &at);
 
-// One ladder on the calling thread, for engines that give a thread of
-// their own portfolio to tempering.
+// One ladder on the calling thread, for engines that give a thread (or a
+// share of one) of their own portfolio to tempering. It ends with the
+// search, or at `until` (seconds on the search clock) without stopping the
+// search.
 template <class T>
 void run_tempering_thread(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
                           uint64_t hint_seen, uint64_t seed, TemperingStats &stats,
-                          const TemperingSchedule &schedule = {});
+                          const TemperingSchedule &schedule = {}, double until = kNoTimeLimit);
 
 template <class T>
 void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, HintBox &hints,
@@ -82,10 +84,10 @@ void run_tempering(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shar
 
 extern template void run_tempering_thread<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
                                                    HintBox &, uint64_t, uint64_t, TemperingStats &,
-                                                   const TemperingSchedule &);
+                                                   const TemperingSchedule &, double);
 extern template void run_tempering_thread<coeff_t>(const FlipModel<coeff_t> &, const coeff_t &, SearchShared &,
                                                    HintBox &, uint64_t, uint64_t, TemperingStats &,
-                                                   const TemperingSchedule &);
+                                                   const TemperingSchedule &, double);
 extern template void run_tempering<int64_t>(const FlipModel<int64_t> &, const coeff_t &, SearchShared &,
                                             HintBox &, uint64_t, uint32_t, uint64_t, TemperingStats &,
                                             const TemperingSchedule &);

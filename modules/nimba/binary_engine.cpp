@@ -28,6 +28,32 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
         BinaryWorker<T, ScanSelector<T>> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
         worker.run();
     };
+    if (threads == 1 && schedule.portfolio == 2) {
+        // One thread takes turns: tempering for a share of the time left,
+        // then breakout local search from the best state found, and so on.
+        auto phase_end = [&](double share) {
+            const double now = shared.clock.seconds();
+            const double left = std::max(0.0, shared.time_limit - shared.finish_reserve - now);
+            return now + std::min(schedule.longest_phase, share * left);
+        };
+        for (uint64_t turn = 0; !shared.stopped(); ++turn) {
+            run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, 2 * turn + 1), tempering,
+                                 TemperingSchedule{}, phase_end(schedule.one_thread_tempering_share));
+            if (shared.stopped()) break;
+            const double until = phase_end(1.0);
+            if constexpr (std::is_same_v<T, int64_t>) {
+                if (buckets) {
+                    BinaryWorker<T, BucketSelector>(fm, c0, shared, thread_seed(seed, 2 * turn), schedule, true,
+                                                    true, until)
+                        .run();
+                    continue;
+                }
+            }
+            BinaryWorker<T, ScanSelector<T>>(fm, c0, shared, thread_seed(seed, 2 * turn), schedule, true, true, until)
+                .run();
+        }
+        return;
+    }
     std::vector<std::thread> others;
     for (uint32_t t = 1; t < threads; ++t) others.emplace_back(body, t);
     body(0);

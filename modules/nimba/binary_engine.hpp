@@ -1,8 +1,8 @@
 // Runs the threads of a binary search: thread 0 on the caller, the others on
 // new threads, all sharing one SearchShared record. Threads take the three
-// strategies in turn: breakout local search (thread 0, so a one-thread
-// search is a breakout search), parallel tempering, then tabu search with
-// path relinking. Unconstrained int64 models with a small gain range use
+// strategies in turn: breakout local search, parallel tempering, then tabu
+// search with path relinking. A lone thread alternates tempering and
+// breakout local search from the best state. Unconstrained int64 models with a small gain range use
 // bucketed move selection in the local searches.
 #pragma once
 

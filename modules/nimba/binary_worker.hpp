@@ -37,6 +37,11 @@ struct SearchSchedule {
     // 0: all threads tabu/relinking, 1: all breakout, 2: by thread in turn:
     // breakout, parallel tempering, tabu/relinking.
     int portfolio = 2;
+    // With one thread (portfolio 2) tempering and breakout take turns:
+    // tempering for this share of the time left, breakout (from the best
+    // state) for the rest, no turn longer than the longest phase.
+    double one_thread_tempering_share = 0.5;
+    double longest_phase = 30.0;  // seconds
     // Breakout local search.
     double min_jump_fraction = 0.01;  // L0 = max(1, n * this)
     double max_jump_fraction = 0.1;   // L after a long stagnation
@@ -54,9 +59,14 @@ struct SearchSchedule {
 template <class T, class Sel>
 class BinaryWorker {
 public:
+    // `from_best`: start from the shared best state when there is one,
+    // instead of a random state. `until`: end there (seconds on the search
+    // clock) without stopping the search.
     BinaryWorker(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &shared, uint64_t seed,
-                 const SearchSchedule &schedule, bool breakout)
-        : fm_(fm), c0_(c0), sh_(shared), rng_(seed), s_(fm), sched_(schedule), breakout_(breakout) {
+                 const SearchSchedule &schedule, bool breakout, bool from_best = false,
+                 double until = kNoTimeLimit)
+        : fm_(fm), c0_(c0), sh_(shared), rng_(seed), s_(fm), sched_(schedule), breakout_(breakout),
+          from_best_(from_best), until_(until) {
         n_ = fm.n;
         tabu_until_.assign(n_, 0);
         // Recency order: a doubly linked list of the variables, least recently moved first.
@@ -82,6 +92,10 @@ public:
     void run() {
         std::vector<uint8_t> x(n_);
         for (uint32_t i = 0; i < n_; ++i) x[i] = rng_.next() & 1u;
+        if (from_best_) {
+            std::lock_guard<std::mutex> lock(sh_.mutex);
+            if (sh_.have_best && sh_.best_bits.size() >= words_.size()) unpack_bits(sh_.best_bits.data(), n_, x.data());
+        }
         load_state(x);
         // The start state is always offered: even a zero time limit returns an evaluated state.
         thread_best_ = s_.energy;
@@ -111,7 +125,7 @@ private:
         if (sh_.stopped()) return true;
         if (work_ >= (uint64_t(1) << 16)) {
             work_ = 0;
-            return sh_.check_clock();
+            return sh_.check_clock() || sh_.clock.seconds() >= until_;
         }
         return false;
     }
@@ -448,6 +462,8 @@ private:
     FlipState<T> s_;
     SearchSchedule sched_;
     bool breakout_;
+    bool from_best_;
+    double until_;
     Sel sel_;
     uint32_t n_ = 0;
     uint64_t max_tenure_ = 16;

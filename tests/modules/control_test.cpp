@@ -223,9 +223,9 @@ TEST(SearchControlDeath, ExhaustiveRefusesMoreThan48VariablesAtCreate) {
     built_exhaustive_module().destroy(h);
 }
 
-// Search threads take breakout, tempering and tabu/relinking in turn, so one
-// thread runs breakout alone, and each strategy shows in the counts once it
-// has a thread; every energy stays exact.
+// Search threads take breakout, tempering and tabu/relinking in turn; a lone
+// thread alternates tempering and breakout. Each strategy shows in the counts
+// once it runs; every energy stays exact.
 TEST(SearchControl, ThreadsTakeTheThreeStrategiesInTurn) {
     const TestModel m = dense_model(120, 77);
     for (const uint32_t threads : {1u, 2u, 3u}) {
@@ -234,7 +234,7 @@ TEST(SearchControl, ThreadsTakeTheThreeStrategiesInTurn) {
                                 {{"time_limit", "0.3"}, {"threads", std::to_string(threads)}, {"seed", "5"}});
         EXPECT_EQ(r.energy, reference_energy(m, r.bits));
         EXPECT_GT(std::stoull(r.info.at("perturbations")), 0u);
-        EXPECT_EQ(std::stoull(r.info.at("tempering_sweeps")) > 0, threads >= 2);
+        EXPECT_GT(std::stoull(r.info.at("tempering_sweeps")), 0u);
         EXPECT_EQ(std::stoull(r.info.at("tabu_runs")) > 0, threads >= 3);
     }
 }
