@@ -33,13 +33,21 @@ public:
     void run(TemperingStats &stats) {
         stats.replicas.store(replicas_);
         reps_.reserve(replicas_);
-        for (uint32_t r = 0; r < replicas_; ++r) {
-            reps_.emplace_back(fm_);
-            randomize(reps_.back());
-        }
+        reps_.emplace_back(fm_);
+        randomize(reps_.back());
         // The first state is always offered: even a zero time limit returns an evaluated state.
         thread_best_ = reps_[0].energy;
         offer(reps_[0].x, reps_[0].energy, true);
+        // Loading a replica prices every coupling: on a big model the clock
+        // is read after each one.
+        for (uint32_t r = 1; r < replicas_; ++r) {
+            if (out_of_time()) {
+                counts_.add_to(stats);
+                return;
+            }
+            reps_.emplace_back(fm_);
+            randomize(reps_.back());
+        }
         if (!poll() && n_ > 0) {
             calibrate();
             anneal();
@@ -59,6 +67,9 @@ private:
         if (hints_.take(hint_seen_, hint_bits_, hint_ints_)) inject_hint();
         return false;
     }
+
+    // The clock read now (poll reads it every fourth call only).
+    bool out_of_time() { return sh_.check_clock() || sh_.clock.seconds() >= until_; }
 
     void randomize(FlipState<T> &s) {
         for (uint32_t i = 0; i < n_; ++i) x_[i] = rng_.next() & 1u;
