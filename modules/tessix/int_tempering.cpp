@@ -52,13 +52,23 @@ public:
     void run(TemperingStats &stats) {
         stats.replicas.store(replicas_);
         reps_.reserve(replicas_);
-        for (uint32_t r = 0; r < replicas_; ++r) {
+        auto add_replica = [&] {
             reps_.emplace_back(m_);
             reps_.back().randomize(rng_);
             reps_.back().recompute();
-        }
+        };
+        add_replica();
         thread_best_ = reps_[0].energy;
         offer(reps_[0], true);
+        // Pricing a replica is a pass over the model: on a big one the clock
+        // is read after each.
+        for (uint32_t r = 1; r < replicas_; ++r) {
+            if (sh_.stopped() || sh_.check_clock()) {
+                counts_.add_to(stats);
+                return;
+            }
+            add_replica();
+        }
         if (!poll() && m_.total > 0) {
             calibrate();
             anneal();
