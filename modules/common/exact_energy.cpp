@@ -65,8 +65,7 @@ constexpr uint64_t kTermsPerThread = 250000;
 coeff_t exact_energy(const ModelArrays &a, const uint64_t *bits, const coeff_t *ints, uint32_t threads) {
     uint64_t total = 0;
     for (const uint64_t count : a.term_counts) total += count;
-    const auto parts = static_cast<uint32_t>(
-        std::clamp<uint64_t>(std::min<uint64_t>(threads, total / kTermsPerThread), 1, std::max(threads, 1u)));
+    const auto parts = static_cast<uint32_t>(std::max<uint64_t>(1, std::min<uint64_t>(threads, total / kTermsPerThread)));
     std::vector<coeff_t> sums(parts);
     auto share = [&](uint32_t k) {
         for (size_t d = 0; d < a.term_counts.size(); ++d) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "energy_record.hpp"
+#include "packed_bits.hpp"
 
 namespace vexa::mod {
 
@@ -50,6 +51,13 @@ void SearchShared::notify(uint32_t event, const coeff_t &energy, const uint64_t 
     }
     std::free(rec.limbs);
     if (answer >= 0.0) timer.store(answer);
+}
+
+bool SearchShared::copy_best(uint32_t n, uint8_t *x) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!have_best || best_bits.size() < word_count_for(n)) return false;
+    unpack_bits(best_bits.data(), n, x);
+    return true;
 }
 
 }  // namespace vexa::mod

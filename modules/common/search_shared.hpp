@@ -70,11 +70,17 @@ struct SearchShared {
     double finish_reserve = 0.0;
 
     // Sets `stop` once the time limit (less the finish reserve) has passed;
-    // returns `stop`.
-    bool check_clock() {
-        if (clock.seconds() + finish_reserve >= time_limit) stop.store(true, std::memory_order_relaxed);
-        return stopped();
+    // true when the search must end, or when `until` (the end of a caller's
+    // own phase, on the same clock) has come, which leaves the search going.
+    bool check_clock(double until = kNoTimeLimit) {
+        const double now = clock.seconds();
+        if (now + finish_reserve >= time_limit) stop.store(true, std::memory_order_relaxed);
+        return stopped() || now >= until;
     }
+
+    // The best state so far unpacked into x (n values); false, x untouched,
+    // when there is none yet.
+    bool copy_best(uint32_t n, uint8_t *x);
 
     // The search must end: the time limit, a reached target or the caller's
     // stop byte.

@@ -41,7 +41,7 @@ public:
         // Loading a replica prices every coupling: on a big model the clock
         // is read after each one.
         for (uint32_t r = 1; r < replicas_; ++r) {
-            if (out_of_time()) {
+            if (sh_.check_clock(until_)) {
                 counts_.add_to(stats);
                 return;
             }
@@ -63,13 +63,10 @@ private:
     // and takes a waiting hint.
     bool poll() {
         if (sh_.stopped()) return true;
-        if ((++polls_ & 3u) == 0 && (sh_.check_clock() || sh_.clock.seconds() >= until_)) return true;
+        if ((++polls_ & 3u) == 0 && sh_.check_clock(until_)) return true;
         if (hints_.take(hint_seen_, hint_bits_, hint_ints_)) inject_hint();
         return false;
     }
-
-    // The clock read now (poll reads it every fourth call only).
-    bool out_of_time() { return sh_.check_clock() || sh_.clock.seconds() >= until_; }
 
     void randomize(FlipState<T> &s) {
         for (uint32_t i = 0; i < n_; ++i) x_[i] = rng_.next() & 1u;
@@ -202,17 +199,7 @@ private:
         ++counts_.restarts;
         for (FlipState<T> &s : reps_) randomize(s);
         // Every other restart keeps the shared best in the coldest slot.
-        if (rng_.next() & 1u) {
-            std::vector<uint64_t> best;
-            {
-                std::lock_guard<std::mutex> lock(sh_.mutex);
-                if (sh_.have_best) best = sh_.best_bits;
-            }
-            if (best.size() >= words_.size()) {
-                unpack_bits(best.data(), n_, x_.data());
-                reps_[at_[0]].load(x_.data());
-            }
-        }
+        if ((rng_.next() & 1u) && sh_.copy_best(n_, x_.data())) reps_[at_[0]].load(x_.data());
         stale_rounds_ = 0;
     }
 

@@ -12,21 +12,16 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
     if constexpr (std::is_same_v<T, int64_t>) buckets = BucketSelector::suitable(fm);
     // Tempering threads take no hints here.
     HintBox no_hints;
-    auto body = [&](uint32_t t) {
-        if (schedule.portfolio == 2 && t % 3 == 1) {
-            run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, t), tempering);
-            return;
-        }
-        const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 3 == 0);
+    // A breakout or tabu/relinking worker, with bucketed move selection
+    // where the model allows it.
+    auto local_search = [&](uint64_t worker_seed, bool breakout, bool from_best, double until) {
         if constexpr (std::is_same_v<T, int64_t>) {
             if (buckets) {
-                BinaryWorker<T, BucketSelector> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
-                worker.run();
+                BinaryWorker<T, BucketSelector>(fm, c0, shared, worker_seed, schedule, breakout, from_best, until).run();
                 return;
             }
         }
-        BinaryWorker<T, ScanSelector<T>> worker(fm, c0, shared, thread_seed(seed, t), schedule, breakout);
-        worker.run();
+        BinaryWorker<T, ScanSelector<T>>(fm, c0, shared, worker_seed, schedule, breakout, from_best, until).run();
     };
     if (threads == 1 && schedule.portfolio == 2) {
         // One thread takes turns: tempering for a share of the time left,
@@ -40,20 +35,18 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
             run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, 2 * turn + 1), tempering,
                                  TemperingSchedule{}, phase_end(schedule.one_thread_tempering_share));
             if (shared.stopped()) break;
-            const double until = phase_end(1.0);
-            if constexpr (std::is_same_v<T, int64_t>) {
-                if (buckets) {
-                    BinaryWorker<T, BucketSelector>(fm, c0, shared, thread_seed(seed, 2 * turn), schedule, true,
-                                                    true, until)
-                        .run();
-                    continue;
-                }
-            }
-            BinaryWorker<T, ScanSelector<T>>(fm, c0, shared, thread_seed(seed, 2 * turn), schedule, true, true, until)
-                .run();
+            local_search(thread_seed(seed, 2 * turn), true, true, phase_end(1.0));
         }
         return;
     }
+    auto body = [&](uint32_t t) {
+        if (schedule.portfolio == 2 && t % 3 == 1) {
+            run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, t), tempering);
+            return;
+        }
+        const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 3 == 0);
+        local_search(thread_seed(seed, t), breakout, false, kNoTimeLimit);
+    };
     std::vector<std::thread> others;
     for (uint32_t t = 1; t < threads; ++t) others.emplace_back(body, t);
     body(0);

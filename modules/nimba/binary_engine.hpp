@@ -2,8 +2,8 @@
 // new threads, all sharing one SearchShared record. Threads take the three
 // strategies in turn: breakout local search, parallel tempering, then tabu
 // search with path relinking. A lone thread alternates tempering and
-// breakout local search from the best state. Unconstrained int64 models with a small gain range use
-// bucketed move selection in the local searches.
+// breakout local search from the best state. Unconstrained int64 models with
+// a small gain range use bucketed move selection in the local searches.
 #pragma once
 
 #include <cstdint>

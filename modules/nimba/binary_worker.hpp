@@ -92,10 +92,7 @@ public:
     void run() {
         std::vector<uint8_t> x(n_);
         for (uint32_t i = 0; i < n_; ++i) x[i] = rng_.next() & 1u;
-        if (from_best_) {
-            std::lock_guard<std::mutex> lock(sh_.mutex);
-            if (sh_.have_best && sh_.best_bits.size() >= words_.size()) unpack_bits(sh_.best_bits.data(), n_, x.data());
-        }
+        if (from_best_) sh_.copy_best(n_, x.data());
         load_state(x);
         // The start state is always offered: even a zero time limit returns an evaluated state.
         thread_best_ = s_.energy;
@@ -125,7 +122,7 @@ private:
         if (sh_.stopped()) return true;
         if (work_ >= (uint64_t(1) << 16)) {
             work_ = 0;
-            return sh_.check_clock() || sh_.clock.seconds() >= until_;
+            return sh_.check_clock(until_);
         }
         return false;
     }

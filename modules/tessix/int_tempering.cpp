@@ -63,7 +63,7 @@ public:
         // Pricing a replica is a pass over the model: on a big one the clock
         // is read after each.
         for (uint32_t r = 1; r < replicas_; ++r) {
-            if (sh_.stopped() || sh_.check_clock()) {
+            if (sh_.check_clock()) {
                 counts_.add_to(stats);
                 return;
             }

@@ -205,38 +205,40 @@ void add_bulk(ExprImpl &e, const coeff_t &constant, uint64_t n, const vexa_bigin
               const uint32_t *counts, const uint32_t *vars) {
     e.constant += constant;
     if (n == 0) return;
-    // Where each chunk's variables start: one running sum per chunk instead
-    // of an offset per term, which would cost 8 bytes a term at the peak.
-    constexpr uint64_t kChunk = 4096;
-    const uint64_t chunks = (n + kChunk - 1) / kChunk;
-    std::vector<uint64_t> chunk_start(chunks);
-    uint64_t offset = 0;
-    for (uint64_t i = 0; i < n; ++i) {
-        if (i % kChunk == 0) chunk_start[i / kChunk] = offset;
-        offset += counts[i];
-    }
     if (e.capacity < e.size + n) e.reserve_tail(e.size + n);
     TermImpl *slots = e.data + e.size;
-    auto build_chunk = [&](uint64_t c) {
-        uint64_t at = chunk_start[c];
-        for (uint64_t i = c * kChunk; i < std::min(n, (c + 1) * kChunk); ++i) {
-            new (&slots[i]) TermImpl(make_term(coeff_from_record(&coeffs[i]), vars + at, counts[i]));
-            at += counts[i];
+    // Builds terms [begin, end), whose variables start at vars[at]; `built`
+    // follows the progress, for the clean-up after a throw.
+    auto build = [&](uint64_t begin, uint64_t end, uint64_t at, uint64_t &built) {
+        for (built = begin; built < end; ++built) {
+            new (&slots[built]) TermImpl(make_term(coeff_from_record(&coeffs[built]), vars + at, counts[built]));
+            at += counts[built];
         }
     };
     if (n < kParallelMin) {
-        uint64_t at = 0, built = 0;
+        uint64_t built = 0;
         try {
-            for (; built < n; ++built) {
-                new (&slots[built]) TermImpl(make_term(coeff_from_record(&coeffs[built]), vars + at, counts[built]));
-                at += counts[built];
-            }
+            build(0, n, 0, built);
         } catch (...) {
             destroy_terms(slots, built);
             throw;
         }
     } else {
-        par_items(chunks, parallel_threads(n), build_chunk);
+        // Where each chunk's variables start: one running sum per chunk
+        // instead of an offset per term, which would cost 8 bytes a term at
+        // the peak.
+        constexpr uint64_t kChunk = 4096;
+        const uint64_t chunks = (n + kChunk - 1) / kChunk;
+        std::vector<uint64_t> chunk_start(chunks);
+        uint64_t offset = 0;
+        for (uint64_t i = 0; i < n; ++i) {
+            if (i % kChunk == 0) chunk_start[i / kChunk] = offset;
+            offset += counts[i];
+        }
+        par_items(chunks, parallel_threads(n), [&](uint64_t c) {
+            uint64_t built = 0;
+            build(c * kChunk, std::min(n, (c + 1) * kChunk), chunk_start[c], built);
+        });
     }
     e.size += n;
 }
