@@ -12,6 +12,14 @@
 // that finds nothing new for a long time restarts from random states, one
 // replica from the shared best. Threads share only the best state, the
 // solution list, the stop flag and the hints.
+//
+// The inner temperatures are retuned a few times early in the run so that
+// every neighbouring pair trades replicas about equally often. On models
+// where the overlap clusters of two random states stay small (sparse
+// ones), a thread runs two ladders at the same temperatures and after each
+// round trades one overlap cluster between the two replicas of each
+// temperature (overlap_cluster.hpp), a move that is always taken; these
+// ladders start from a lower hot end.
 #pragma once
 
 #include <atomic>
@@ -32,12 +40,14 @@ struct TemperingStats {
     std::atomic<uint64_t> descents{0};     // quenches of the coldest replica
     std::atomic<uint64_t> restarts{0};     // ladder restarts after stagnation
     std::atomic<uint64_t> hints_taken{0};  // hints loaded into a ladder
+    std::atomic<uint64_t> cluster_moves{0};  // clusters traded between paired ladders
     std::atomic<uint32_t> replicas{0};
 };
 
 // One thread's counts, added to the shared statistics once, when it ends.
 struct TemperingCounts {
-    uint64_t sweeps = 0, flips = 0, swap_tries = 0, swaps = 0, descents = 0, restarts = 0, hints_taken = 0;
+    uint64_t sweeps = 0, flips = 0, swap_tries = 0, swaps = 0, descents = 0, restarts = 0, hints_taken = 0,
+             cluster_moves = 0;
 
     void add_to(TemperingStats &stats) const {
         stats.sweeps.fetch_add(sweeps);
@@ -47,6 +57,7 @@ struct TemperingCounts {
         stats.descents.fetch_add(descents);
         stats.restarts.fetch_add(restarts);
         stats.hints_taken.fetch_add(hints_taken);
+        stats.cluster_moves.fetch_add(cluster_moves);
     }
 };
 
@@ -54,10 +65,12 @@ struct TemperingCounts {
 // its size and its gains.
 struct TemperingSchedule {
     double hot_factor = 0.7;     // hot temperature = this * mean |gain| at a random state
+    double paired_hot_factor = 0.3;  // the same for paired ladders, which mix at colder temperatures
     double cold_divisor = 12.0;  // cold temperature = small uphill gain at a local minimum / this
     uint32_t min_replicas = 8;
     uint32_t max_replicas = 32;
     uint64_t stagnation_rounds = 4000;  // rounds without a new ladder best before a restart
+    bool cluster_moves = true;          // two ladders trading clusters of differing variables
 };
 
 // The temperature ladder between the hot end and a cold end taken from the
@@ -65,6 +78,9 @@ struct TemperingSchedule {
 // schedule's divisor; hot / 100 without any, and below hot in any case):
 // geometric inverse temperatures, slot 0 the coldest, each slot holding the
 // replica of its own index. `up` is reordered.
+// Inverse temperatures geometric from `cold` (slot 0) to `hot`.
+void geometric_ladder(double cold, double hot, uint32_t replicas, std::vector<double> &beta);
+
 void build_ladder(double hot, std::vector<double> &up, const TemperingSchedule &schedule, uint32_t replicas,
                   std::vector<double> &beta, std::vector<uint32_t> &at);
 

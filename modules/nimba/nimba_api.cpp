@@ -96,6 +96,7 @@ VEXA_API void *vexa_nimba_solver_search(void *hp, ModuleSolution *best, const ve
     info.emplace_back("tabu_runs", std::to_string(sh.tabu_runs.load()));
     info.emplace_back("relinks", std::to_string(sh.relinks.load()));
     info.emplace_back("tempering_sweeps", std::to_string(tempering.sweeps.load()));
+    info.emplace_back("tempering_cluster_moves", std::to_string(tempering.cluster_moves.load()));
     if (sh.list.truncated) info.emplace_back("list_truncated", "1");
     {
         std::lock_guard<std::mutex> lock(h->mutex);

@@ -40,6 +40,7 @@ InfoPairs search_info(const SearchShared &sh, const TemperingStats &st, uint32_t
     info.emplace_back("moves", std::to_string(st.flips.load()));
     info.emplace_back("swaps", std::to_string(st.swaps.load()));
     info.emplace_back("swap_tries", std::to_string(st.swap_tries.load()));
+    info.emplace_back("cluster_moves", std::to_string(st.cluster_moves.load()));
     info.emplace_back("descents", std::to_string(st.descents.load()));
     info.emplace_back("restarts", std::to_string(st.restarts.load()));
     info.emplace_back("hints", std::to_string(st.hints_taken.load()));

@@ -13,6 +13,7 @@
 #include "exact_energy.hpp"
 #include "flip_model.hpp"
 #include "flip_state.hpp"
+#include "overlap_cluster.hpp"
 #include "model/sol.hpp"
 #include "solver/flat_problem.hpp"
 #include "support/model_util.hpp"
@@ -299,6 +300,60 @@ TEST(ConstraintPricing, FlipStateGainsMatchSolutionEnergies) {
     for (uint64_t seed = 1; seed <= 60; ++seed) {
         check_flip_state<int64_t>(seed);
         check_flip_state<coeff_t>(seed + 1000);
+    }
+}
+
+// Trading one overlap cluster between two states keeps the sum of their
+// energies, with products and constraints of every kind, and each state's
+// kept energy stays its true energy.
+template <class T>
+void check_cluster_trade(uint64_t seed) {
+    std::mt19937_64 rng(seed);
+    Fixture f = make_fixture(rng, 4 + static_cast<uint32_t>(rng() % 5), 0);
+    vexa::ModelImpl &m = f.impl();
+    ConstraintShape shape;
+    shape.ints = false;
+    shape.max_row = 2;
+    for (uint32_t k = 0, n = static_cast<uint32_t>(rng() % 3); k < n; ++k) {
+        m.native_constraints.push_back(random_constraint(rng, f, shape));
+    }
+    const vexa::mod::CanonicalModel canon = vexa::mod::canonicalize("test", module_arrays(m, false));
+    const vexa::mod::FlipModel<T> fm = vexa::mod::compile_flip_model<T>(canon);
+    vexa::mod::FlipState<T> a(fm), b(fm);
+    vexa::mod::OverlapCluster<T> cluster(fm);
+    std::vector<uint8_t> xa(f.nb), xb(f.nb);
+    for (uint32_t i = 0; i < f.nb; ++i) {
+        xa[i] = rng() & 1u;
+        xb[i] = rng() & 1u;
+    }
+    a.load(xa.data());
+    b.load(xb.data());
+    for (int step = 0; step < 20; ++step) {
+        std::vector<uint32_t> differing;
+        for (uint32_t i = 0; i < f.nb; ++i) {
+            if (a.x[i] != b.x[i]) differing.push_back(i);
+        }
+        if (differing.empty()) return;
+        const T sum = a.energy + b.energy;
+        cluster.grow(a.x.data(), b.x.data(), differing[rng() % differing.size()]);
+        for (uint32_t i : cluster.members) {
+            ASSERT_NE(a.x[i], b.x[i]);
+            a.flip(i);
+            b.flip(i);
+        }
+        ASSERT_EQ(vexa::to_coeff(a.energy + b.energy), vexa::to_coeff(sum)) << "seed " << seed << " step " << step;
+        vexa::mod::FlipState<T> fresh(fm);
+        fresh.load(a.x.data());
+        ASSERT_EQ(vexa::to_coeff(fresh.energy), vexa::to_coeff(a.energy)) << "seed " << seed;
+        // A random flip of one state gives the next step a different overlap.
+        a.flip(static_cast<uint32_t>(rng() % f.nb));
+    }
+}
+
+TEST(ConstraintPricing, TradingAnOverlapClusterKeepsTheEnergySum) {
+    for (uint64_t seed = 1; seed <= 200; ++seed) {
+        check_cluster_trade<int64_t>(seed);
+        check_cluster_trade<coeff_t>(seed + 5000);
     }
 }
 

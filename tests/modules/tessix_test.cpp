@@ -242,6 +242,33 @@ TEST(TessixCpu, EnergiesAreExactWithConstraintsOfEveryKind) {
     }
 }
 
+// Sparse models run two ladders that trade clusters of differing variables
+// between them; a dense one keeps a single ladder. Either way every returned
+// energy is exact, with constraints (which join their variables into one
+// cluster) and on the big-integer path too.
+TEST(TessixCpu, SparseModelsTradeClustersBetweenPairedLaddersExactly) {
+    for (uint64_t seed = 1; seed <= 6; ++seed) {
+        std::mt19937_64 rng(seed);
+        TestModel m = sparse_model(rng, 400, 400);
+        if (seed % 2 == 0) {
+            for (int k = 0; k < 20; ++k) add_random_constraint(rng, m, k % 5);
+        }
+        if (seed % 3 == 0) m.coef2[0] = pow2(66);
+        Handle h(m, false);
+        const Result r = h.search({{"time_limit", "0.3"}, {"seed", std::to_string(seed)}, {"topk_sols", "5"}});
+        EXPECT_GT(std::stoull(r.info.at("cluster_moves")), 0u) << "seed " << seed;
+        EXPECT_EQ(r.energy, priced(m, r, false)) << "seed " << seed;
+        ASSERT_FALSE(r.list.empty()) << "seed " << seed;
+        for (const auto &[e, bits] : r.list) EXPECT_EQ(e, reference_energy(m, bits)) << "seed " << seed;
+    }
+    std::mt19937_64 rng(9);
+    const TestModel dense = random_model(rng, {60, 0.5, 0.9, 50, 0});
+    Handle h(dense, false);
+    const Result r = h.search({{"time_limit", "0.2"}, {"seed", "3"}});
+    EXPECT_EQ(r.info.at("cluster_moves"), "0");
+    EXPECT_EQ(r.energy, priced(dense, r, false));
+}
+
 TEST(TessixCpu, FindsTheOptimumOfSmallModelsCheckedByEnumeration) {
     for (uint64_t seed = 1; seed <= 10; ++seed) {
         const TestModel m = constrained_model(100 + seed, 14);
