@@ -65,7 +65,7 @@ struct TemperingCounts {
 // its size and its gains.
 struct TemperingSchedule {
     double hot_factor = 0.7;     // hot temperature = this * mean |gain| at a random state
-    double paired_hot_factor = 0.3;  // the same for paired ladders, which mix at colder temperatures
+    double paired_hot_factor = 0.2;  // the same for paired ladders, which mix at colder temperatures
     double cold_divisor = 12.0;  // cold temperature = small uphill gain at a local minimum / this
     uint32_t min_replicas = 8;
     uint32_t max_replicas = 32;
