@@ -23,25 +23,27 @@ void run_binary_search(const FlipModel<T> &fm, const coeff_t &c0, SearchShared &
         }
         BinaryWorker<T, ScanSelector<T>>(fm, c0, shared, worker_seed, schedule, breakout, from_best, until).run();
     };
+    // The end of a phase that takes `share` of the time left, at most `longest` seconds.
+    auto phase_end = [&](double share, double longest) {
+        const double now = shared.clock.seconds();
+        const double left = std::max(0.0, shared.time_limit - shared.finish_reserve - now);
+        return now + std::min(longest, share * left);
+    };
     if (threads == 1 && schedule.portfolio == 2) {
         // One thread takes turns: tempering for a share of the time left,
         // then breakout local search from the best state found, and so on.
-        auto phase_end = [&](double share) {
-            const double now = shared.clock.seconds();
-            const double left = std::max(0.0, shared.time_limit - shared.finish_reserve - now);
-            return now + std::min(schedule.longest_phase, share * left);
-        };
         for (uint64_t turn = 0; !shared.stopped(); ++turn) {
             run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, 2 * turn + 1), tempering,
-                                 TemperingSchedule{}, phase_end(schedule.one_thread_tempering_share));
+                                 TemperingSchedule{}, phase_end(schedule.one_thread_tempering_share, schedule.longest_phase));
             if (shared.stopped()) break;
-            local_search(thread_seed(seed, 2 * turn), true, true, phase_end(1.0));
+            local_search(thread_seed(seed, 2 * turn), true, true, phase_end(1.0, schedule.longest_phase));
         }
         return;
     }
     auto body = [&](uint32_t t) {
         if (schedule.portfolio == 2 && t % 3 == 1) {
-            run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, t), tempering);
+            local_search(thread_seed(seed, t + threads), false, false, phase_end(schedule.tempering_prelude_share, schedule.longest_prelude));
+            if (!shared.stopped()) run_tempering_thread(fm, c0, shared, no_hints, 0, thread_seed(seed, t), tempering);
             return;
         }
         const bool breakout = schedule.portfolio == 1 || (schedule.portfolio == 2 && t % 3 == 0);

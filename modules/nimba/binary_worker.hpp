@@ -41,6 +41,12 @@ struct SearchSchedule {
     // tempering for this share of the time left, breakout (from the best
     // state) for the rest, no turn longer than the longest phase.
     double one_thread_tempering_share = 0.5;
+    // A tempering thread of the portfolio first runs tabu search for this
+    // share of the time, at most the longest prelude: on dense models a local
+    // search reaches the first good states sooner than a ladder that is
+    // still warming up.
+    double tempering_prelude_share = 0.02;
+    double longest_prelude = 1.0;  // seconds
     double longest_phase = 30.0;  // seconds
     // Breakout local search.
     double min_jump_fraction = 0.01;  // L0 = max(1, n * this)
@@ -119,12 +125,14 @@ private:
     // of work (a millisecond or less on big models, where a unit can miss
     // the cache).
     bool poll() {
-        if (sh_.stopped()) return true;
+        if (ended_ || sh_.stopped()) return true;
         if (work_ >= (uint64_t(1) << 16)) {
             work_ = 0;
-            return sh_.check_clock(until_);
+            // The end of the worker's phase stays ended: the search goes on
+            // without it.
+            ended_ = sh_.check_clock(until_);
         }
-        return false;
+        return ended_;
     }
 
     // Costs a pass over the state (packing) and the shared lock: counted as
@@ -461,6 +469,7 @@ private:
     bool breakout_;
     bool from_best_;
     double until_;
+    bool ended_ = false;
     Sel sel_;
     uint32_t n_ = 0;
     uint64_t max_tenure_ = 16;

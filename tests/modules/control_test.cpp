@@ -226,9 +226,11 @@ TEST(SearchControlDeath, ExhaustiveRefusesMoreThan48VariablesAtCreate) {
     built_exhaustive_module().destroy(h);
 }
 
-// Search threads take breakout, tempering and tabu/relinking in turn; a lone
-// thread alternates tempering and breakout. Each strategy shows in the counts
-// once it runs; every energy stays exact.
+// Search threads take breakout, tempering and tabu/relinking in turn, the
+// tempering threads after a short tabu prelude; a lone thread alternates
+// tempering and breakout. Each strategy shows in the counts once it runs (a
+// prelude that never ended would leave the tempering count at zero); every
+// energy stays exact.
 TEST(SearchControl, ThreadsTakeTheThreeStrategiesInTurn) {
     const TestModel m = dense_model(120, 77);
     for (const uint32_t threads : {1u, 2u, 3u}) {
@@ -238,6 +240,6 @@ TEST(SearchControl, ThreadsTakeTheThreeStrategiesInTurn) {
         EXPECT_EQ(r.energy, reference_energy(m, r.bits));
         EXPECT_GT(std::stoull(r.info.at("perturbations")), 0u);
         EXPECT_GT(std::stoull(r.info.at("tempering_sweeps")), 0u);
-        EXPECT_EQ(std::stoull(r.info.at("tabu_runs")) > 0, threads >= 3);
+        EXPECT_EQ(std::stoull(r.info.at("tabu_runs")) > 0, threads >= 2);
     }
 }
