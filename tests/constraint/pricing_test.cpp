@@ -256,6 +256,17 @@ TEST(ConstraintPricing, LowerAboveUpperPaysBothGaps) {
     EXPECT_EQ(vexa::constraint_distance(c, coeff_t(3)), 3);
 }
 
+// Adds `constraints` random binary constraints to the fixture's model and
+// returns the modules' canonical form of it (products of two variables).
+vexa::mod::CanonicalModel binary_canonical_form(std::mt19937_64 &rng, Fixture &f, uint32_t constraints) {
+    vexa::ModelImpl &m = f.impl();
+    ConstraintShape shape;
+    shape.ints = false;
+    shape.max_row = 2;  // the canonical form holds products of two variables
+    for (uint32_t k = 0; k < constraints; ++k) m.native_constraints.push_back(random_constraint(rng, f, shape));
+    return vexa::mod::canonicalize("test", module_arrays(m, false));
+}
+
 // One-flip moves of the modules' binary state: after every flip the kept
 // energy and every kept gain equal the energies a solution computes.
 template <class T>
@@ -263,14 +274,7 @@ void check_flip_state(uint64_t seed) {
     std::mt19937_64 rng(seed);
     Fixture f = make_fixture(rng, 2 + static_cast<uint32_t>(rng() % 6), 0);
     vexa::ModelImpl &m = f.impl();
-    ConstraintShape shape;
-    shape.ints = false;
-    shape.max_row = 2;  // the canonical form holds products of two variables
-    for (uint32_t k = 0, n = 1 + static_cast<uint32_t>(rng() % 3); k < n; ++k) {
-        m.native_constraints.push_back(random_constraint(rng, f, shape));
-    }
-    const vexa::mod::ModelArrays arrays = module_arrays(m, false);
-    const vexa::mod::CanonicalModel canon = vexa::mod::canonicalize("test", arrays);
+    const vexa::mod::CanonicalModel canon = binary_canonical_form(rng, f, 1 + static_cast<uint32_t>(rng() % 3));
     const vexa::mod::FlipModel<T> fm = vexa::mod::compile_flip_model<T>(canon);
     vexa::mod::FlipState<T> st(fm);
     Assignment a = random_assignment(rng, f);
@@ -310,14 +314,7 @@ template <class T>
 void check_cluster_trade(uint64_t seed) {
     std::mt19937_64 rng(seed);
     Fixture f = make_fixture(rng, 4 + static_cast<uint32_t>(rng() % 5), 0);
-    vexa::ModelImpl &m = f.impl();
-    ConstraintShape shape;
-    shape.ints = false;
-    shape.max_row = 2;
-    for (uint32_t k = 0, n = static_cast<uint32_t>(rng() % 3); k < n; ++k) {
-        m.native_constraints.push_back(random_constraint(rng, f, shape));
-    }
-    const vexa::mod::CanonicalModel canon = vexa::mod::canonicalize("test", module_arrays(m, false));
+    const vexa::mod::CanonicalModel canon = binary_canonical_form(rng, f, static_cast<uint32_t>(rng() % 3));
     const vexa::mod::FlipModel<T> fm = vexa::mod::compile_flip_model<T>(canon);
     vexa::mod::FlipState<T> a(fm), b(fm);
     vexa::mod::OverlapCluster<T> cluster(fm);
